@@ -1,0 +1,37 @@
+#pragma once
+
+#include "../files/FileManager.h"
+#include "../threads/ThreadManager.h"
+#include "MemoryManager.h"
+#include "OsHeap.h"
+#include "ThreadAtomics.h"
+#include "Utils.h"
+#include "iOperatingSystem.h"
+
+// The system object: every manager lives inside it, by value, for the life of
+// the process. Members are built in declared order while OS() holds its
+// one-time guard, so no member's constructor may call OS(), allocate through
+// operator new, or touch a Kv::Ptr or a string: their real work waits for
+// first use.
+class LinuxOS : public iOperatingSystem
+{
+public:
+    LinuxOS();
+
+    iHeap* heap() override;
+    iMemoryManager* memMgr() override;
+    iUtils* utils() override;
+    iFileManager* fileMgr() override;
+    iThreadManager* threadMgr() override;
+    iThreadAtomics* threadAtomics() override;
+
+private:
+    FileManager fileManager_;
+    MemoryManager memoryManager_;
+    Kv::OsHeap heap_;
+    Utils utils_;
+    ThreadManager threadManager_;
+    ThreadAtomics threadAtomics_;
+    // This host has no autorelease pools: the member stands empty.
+    void* autoreleasePool_ = nullptr;
+};

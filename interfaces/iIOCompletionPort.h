@@ -1,0 +1,13 @@
+#pragma once
+
+#include "iObject.h"
+
+// Holds a thread in getStatus until another calls terminate. Nothing is ever
+// completed on this port.
+class KV_API iIOCompletionPort : public virtual iObject
+{
+public:
+    // Returns 2 once terminated, looking once a second.
+    virtual int getStatus() const = 0;
+    virtual void terminate() const = 0;
+};
