@@ -61,6 +61,13 @@ namespace
     }
 
     bool isContinuation(unsigned char byte) { return byte >= 0x80 && byte <= 0xBF; }
+
+    // A Unicode scalar value: no surrogate, nothing above 0x10FFFF, nothing negative.
+    bool isCharacter(wchar_t element)
+    {
+        const auto value = static_cast<unsigned>(element);
+        return value <= 0x10FFFF && (value < 0xD800 || value > 0xDFFF);
+    }
 }
 
 Utils::Utils() : startTime(timeNow()) {}
@@ -93,6 +100,10 @@ LightweightString<char> Utils::toUTF8(const LightweightString<wchar_t>& text) co
 {
     if (text.empty())
         return LightweightString<char>();
+    // GLib encodes values up to 0x7FFFFFFF; the host's strings take characters only.
+    for (unsigned i = 0; i < text.size(); ++i)
+        if (!isCharacter(text[i]))
+            return LightweightString<char>();
     glong written = 0;
     gchar* utf8 = g_ucs4_to_utf8(reinterpret_cast<const gunichar*>(text.c_str()), text.size(), nullptr, &written, nullptr);
     if (!utf8)

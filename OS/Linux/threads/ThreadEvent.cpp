@@ -65,8 +65,12 @@ void ThreadEvent::SafeSubscriber::addSubscription(const ThreadEvent* event)
 {
     if (!event)
         return;
-    if (count == kMaxSubscribers)
+    if (count == kMaxSubscribers) {
+        // The caller has already added the subscriber to this event: left there,
+        // it would outlive the wait and the event's next set() would touch it.
+        event->removeSubscriber(subscriber);
         throw Kv::Exception::RuntimeError("addSubscription failed", __FILE__, __LINE__);
+    }
     events[count++] = event;
 }
 

@@ -1,0 +1,46 @@
+#include "LinuxOS.h"
+#include "OS.h"
+
+#include <gtest/gtest.h>
+
+#include <clocale>
+#include <cstdio>
+
+TEST(LinuxOS, HandsOutOneSystemWithEveryManager)
+{
+    iOperatingSystem* system = OS();
+    ASSERT_NE(system, nullptr);
+    EXPECT_EQ(OS(), system);
+    EXPECT_NE(dynamic_cast<LinuxOS*>(system), nullptr);
+    EXPECT_NE(system->heap(), nullptr);
+    EXPECT_NE(system->memMgr(), nullptr);
+    EXPECT_NE(system->utils(), nullptr);
+    EXPECT_NE(system->fileMgr(), nullptr);
+    EXPECT_NE(system->threadMgr(), nullptr);
+    EXPECT_NE(system->threadAtomics(), nullptr);
+}
+
+// Members live inside the facade in their construction order.
+TEST(LinuxOS, MembersLieInsideInConstructionOrder)
+{
+    iOperatingSystem* system = OS();
+    const auto* begin = reinterpret_cast<const char*>(dynamic_cast<LinuxOS*>(system));
+    const auto* end = begin + sizeof(LinuxOS);
+    const void* members[] = {system->fileMgr(), system->memMgr(), system->heap(), system->utils(),
+                             system->threadMgr(), system->threadAtomics()};
+    const char* previous = begin;
+    for (const void* member : members) {
+        const auto* address = static_cast<const char*>(member);
+        EXPECT_GE(address, previous);
+        EXPECT_LT(address, end);
+        previous = address;
+    }
+}
+
+TEST(LinuxOS, NumbersDoNotFollowTheUserLocale)
+{
+    EXPECT_STREQ(setlocale(LC_NUMERIC, nullptr), "C");
+    char formatted[16];
+    std::snprintf(formatted, sizeof formatted, "%.1f", 2.5);
+    EXPECT_STREQ(formatted, "2.5");
+}

@@ -1,0 +1,168 @@
+#include "KvException.h"
+#include "Ptr.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
+#include <vector>
+
+namespace
+{
+    class Probe : public virtual iObject
+    {
+    public:
+        explicit Probe(int* deaths) : deaths(deaths) {}
+        ~Probe() override { ++*deaths; }
+
+        int* deaths;
+    };
+
+    class Derived : public Probe
+    {
+    public:
+        using Probe::Probe;
+    };
+
+    // Owns another thing, to show that assigning from what the old thing owns is safe.
+    class Owner : public virtual iObject
+    {
+    public:
+        Kv::Ptr<Probe> owned;
+    };
+
+    int countOf(const iObject& object) { return static_cast<const Kv::InternalRefCount&>(object).count; }
+}
+
+TEST(Ptr, IsTwoWords) { EXPECT_EQ(sizeof(Kv::Ptr<iObject>), 2 * sizeof(void*)); }
+
+TEST(Ptr, WrappingCountsFromZeroAndLastReleaseDestroys)
+{
+    int deaths = 0;
+    auto* raw = new Probe(&deaths);
+    EXPECT_EQ(countOf(*raw), 0);
+    {
+        Kv::Ptr<Probe> first(raw);
+        EXPECT_EQ(countOf(*raw), 1);
+        Kv::Ptr<Probe> second = first;
+        EXPECT_EQ(countOf(*raw), 2);
+        Kv::Ptr<iObject> base = second;
+        EXPECT_EQ(countOf(*raw), 3);
+        EXPECT_EQ(deaths, 0);
+    }
+    EXPECT_EQ(deaths, 1);
+}
+
+TEST(Ptr, NeverWrappedObjectIsNotDestroyed)
+{
+    int deaths = 0;
+    Probe onStack(&deaths);
+    EXPECT_EQ(countOf(onStack), 0);
+    Kv::Ptr<Probe> none;
+    none = Kv::Ptr<Probe>();
+    EXPECT_EQ(deaths, 0);
+}
+
+TEST(Ptr, AssignmentKeepsCountsRight)
+{
+    int deaths = 0;
+    Kv::Ptr<Probe> a(new Probe(&deaths));
+    Kv::Ptr<Probe> b(new Probe(&deaths));
+
+    a = a;
+    EXPECT_EQ(countOf(*a), 1);
+
+    Kv::Ptr<Probe> keepA = a;
+    a = b;
+    EXPECT_EQ(countOf(*b), 2);
+    EXPECT_EQ(countOf(*keepA), 1);
+    EXPECT_EQ(deaths, 0);
+
+    a = Kv::Ptr<Probe>();
+    EXPECT_FALSE(a);
+    EXPECT_EQ(countOf(*b), 1);
+
+    keepA = Kv::Ptr<Probe>();
+    EXPECT_EQ(deaths, 1);
+}
+
+TEST(Ptr, AssigningWhatTheOldThingOwnsIsSafe)
+{
+    int deaths = 0;
+    Kv::Ptr<Owner> owner(new Owner);
+    owner->owned = Kv::Ptr<Probe>(new Probe(&deaths));
+    Owner* raw = owner.get();
+    Kv::Ptr<iObject> holder = owner;
+    owner = Kv::Ptr<Owner>();
+    // The only reference to the owner is replaced by the thing it owns.
+    holder = raw->owned;
+    EXPECT_EQ(deaths, 0);
+    EXPECT_EQ(countOf(*holder), 1);
+    holder = Kv::Ptr<iObject>();
+    EXPECT_EQ(deaths, 1);
+}
+
+TEST(Ptr, DynamicCastCountsOnlyOnSuccess)
+{
+    int deaths = 0;
+    Kv::Ptr<iObject> base(new Derived(&deaths));
+    EXPECT_EQ(countOf(*base), 1);
+
+    Kv::Ptr<Owner> wrong = Kv::dynamicCast<Owner>(base);
+    EXPECT_FALSE(wrong);
+    EXPECT_EQ(countOf(*base), 1);
+
+    Kv::Ptr<Derived> right = Kv::dynamicCast<Derived>(base);
+    ASSERT_TRUE(right);
+    EXPECT_EQ(countOf(*base), 2);
+    EXPECT_EQ(static_cast<iObject*>(right.get()), base.get());
+
+    EXPECT_FALSE(Kv::dynamicCast<Derived>(Kv::Ptr<iObject>()));
+}
+
+TEST(Ptr, ExternalCountOwnsAPlainBuffer)
+{
+    Kv::Ptr<char, Kv::DtorTraits, Kv::ExternalRefCountTraits> none(nullptr);
+    EXPECT_FALSE(none);
+
+    auto* bytes = static_cast<char*>(::operator new(64));
+    Kv::Ptr<char, Kv::DtorTraits, Kv::ExternalRefCountTraits> buffer(bytes);
+    {
+        auto copy = buffer;
+        copy.get()[0] = 'k';
+    }
+    EXPECT_EQ(buffer.get()[0], 'k');
+}
+
+TEST(Ptr, CopiesFromManyThreadsDestroyOnce)
+{
+    int deaths = 0;
+    Kv::Ptr<Probe> shared(new Probe(&deaths));
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t)
+        threads.emplace_back([shared] {
+            for (int i = 0; i < 20000; ++i) {
+                Kv::Ptr<Probe> copy = shared;
+                Kv::Ptr<iObject> base;
+                base = copy;
+            }
+        });
+    for (auto& thread : threads)
+        thread.join();
+    EXPECT_EQ(countOf(*shared), 1);
+    shared = Kv::Ptr<Probe>();
+    EXPECT_EQ(deaths, 1);
+}
+
+TEST(Ptr, RuntimeErrorCarriesItsFields)
+{
+    static_assert(!std::is_base_of_v<std::exception, Kv::Exception::RuntimeError>);
+    try {
+        throw Kv::Exception::RuntimeError("addSubscriber failed", "OS/Linux/threads/ThreadEvent.cpp", 42);
+    } catch (const Kv::Exception::Base& error) {
+        EXPECT_STREQ(error.kind, "RuntimeError");
+        EXPECT_STREQ(error.message, "addSubscriber failed");
+        EXPECT_EQ(error.line, 42);
+        EXPECT_TRUE(error.trace.empty());
+    }
+}

@@ -1,0 +1,52 @@
+#include "ByteBufferT.h"
+#include "OS.h"
+#include "OStoKvErr.h"
+#include "Stacktrace.h"
+
+#include <gtest/gtest.h>
+
+// Exported from the test program, so that the system can name its frame.
+__attribute__((noinline, visibility("default"))) void traceFromHere(Stacktrace::Lines& lines)
+{
+    OS()->utils()->getStacktrace(lines);
+    asm volatile("");
+}
+
+TEST(Stacktrace, NamesTheCallerDemangledAndKeepsExistingLines)
+{
+    Stacktrace::Lines lines;
+    lines.push_back(LightweightString<char>("kept"));
+    traceFromHere(lines);
+    ASSERT_GT(lines.size(), 2u);
+    EXPECT_EQ(lines[0], "kept");
+    // The capture's own frames are left out: the first line is our caller.
+    EXPECT_NE(std::string(lines[1].c_str()).find("traceFromHere"), std::string::npos) << lines[1].c_str();
+}
+
+TEST(Stacktrace, StaticGetSkipsItsOwnFrames)
+{
+    Stacktrace::Lines lines;
+    Stacktrace::get(lines);
+    ASSERT_FALSE(lines.empty());
+    EXPECT_EQ(std::string(lines[0].c_str()).find("Stacktrace::get"), std::string::npos);
+}
+
+TEST(OStoKvErr, SuccessIsSilentAndFailureIsPrinted)
+{
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(OStoKvErr(0), 1);
+    EXPECT_EQ(OStoKvErr(-43), 0);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "result -43\n");
+}
+
+TEST(ByteBufferT, SpaceIsSizeLessUsed)
+{
+    ByteBufferT empty;
+    EXPECT_EQ(empty.getSpace(), 0u);
+    ByteBufferT buffer;
+    buffer.buffer = new unsigned char[32];
+    buffer.size = 32;
+    EXPECT_TRUE(buffer.setUsed(12));
+    EXPECT_EQ(buffer.getSpace(), 20u);
+    delete[] buffer.buffer;
+}
