@@ -28,7 +28,7 @@ namespace
             const char* value = line + 12;
             if (*value == '"')
                 ++value;
-            std::snprintf(name, size, "%s", value);
+            std::snprintf(name, size, "%.*s", int(size - 1), value);
             name[std::strcspn(name, "\"\n")] = 0;
             break;
         }
@@ -50,7 +50,7 @@ void QtUtils::getOSVersion(char* out)
     utsname system;
     uname(&system);
     if (distribution[0])
-        std::snprintf(out, 256, "%s (Linux %.80s)", distribution, system.release);
+        std::snprintf(out, 256, "%.159s (Linux %.80s)", distribution, system.release);
     else
         std::snprintf(out, 256, "%.80s %.80s", system.sysname, system.release);
 }
