@@ -1,0 +1,89 @@
+#include "OS.h"
+#include "ThreadTestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <future>
+#include <thread>
+#include <vector>
+
+using namespace ThreadTestSupport;
+
+namespace
+{
+    Kv::Ptr<iSemaphore> newSemaphore(unsigned initialCount)
+    {
+        return OS()->threadMgr()->createSemaphore(7, initialCount);
+    }
+}
+
+TEST(Semaphore, PollOnEmptyCountFails)
+{
+    const Kv::Ptr<iSemaphore> semaphore = newSemaphore(0);
+    EXPECT_EQ(semaphore->wait(0), WaitFailed) << "a failed poll is not WaitTimedOut";
+}
+
+TEST(Semaphore, PollTakesOneFromTheCount)
+{
+    const Kv::Ptr<iSemaphore> semaphore = newSemaphore(1);
+    EXPECT_EQ(semaphore->wait(0), WaitSignalled);
+    EXPECT_EQ(semaphore->wait(0), WaitFailed);
+}
+
+TEST(Semaphore, ReleaseAddsBeyondTheInitialCount)
+{
+    const Kv::Ptr<iSemaphore> semaphore = newSemaphore(1);
+    semaphore->release();
+    semaphore->release();
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(semaphore->wait(0), WaitSignalled) << "take " << i;
+    EXPECT_EQ(semaphore->wait(0), WaitFailed);
+}
+
+TEST(Semaphore, FiniteWaitThatGetsNothingFailsAtItsDeadline)
+{
+    const Kv::Ptr<iSemaphore> semaphore = newSemaphore(0);
+    const Stopwatch watch;
+    EXPECT_EQ(semaphore->wait(100), WaitFailed);
+    EXPECT_GE(watch.elapsedMs(), 90);
+    EXPECT_LT(watch.elapsedMs(), 1000);
+}
+
+TEST(Semaphore, ReleaseWakesAWaitingThread)
+{
+    const Kv::Ptr<iSemaphore> semaphore = newSemaphore(0);
+    std::future<eWaitResult> infinite =
+        std::async(std::launch::async, [&] { return semaphore->wait(iWaitable::kInfinite); });
+    std::future<eWaitResult> finite = std::async(std::launch::async, [&] { return semaphore->wait(5000); });
+    settle();
+    EXPECT_EQ(infinite.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
+    EXPECT_EQ(finite.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
+    semaphore->release();
+    semaphore->release();
+    EXPECT_EQ(infinite.get(), WaitSignalled);
+    EXPECT_EQ(finite.get(), WaitSignalled);
+    EXPECT_EQ(semaphore->wait(0), WaitFailed);
+}
+
+// Every release is taken exactly once, however the waiters race for them.
+TEST(Semaphore, ConcurrentWaitersTakeEveryReleaseOnce)
+{
+    constexpr int kWaiters = 4;
+    constexpr int kTakesEach = 50;
+    const Kv::Ptr<iSemaphore> semaphore = newSemaphore(0);
+    std::atomic<int> taken{0};
+    std::vector<std::thread> waiters;
+    for (int w = 0; w < kWaiters; ++w)
+        waiters.emplace_back([&] {
+            for (int i = 0; i < kTakesEach; ++i)
+                if (semaphore->wait(iWaitable::kInfinite) == WaitSignalled)
+                    ++taken;
+        });
+    for (int i = 0; i < kWaiters * kTakesEach; ++i)
+        semaphore->release();
+    for (std::thread& waiter : waiters)
+        waiter.join();
+    EXPECT_EQ(taken, kWaiters * kTakesEach);
+    EXPECT_EQ(semaphore->wait(0), WaitFailed);
+}

@@ -1,0 +1,173 @@
+#include "OS.h"
+#include "ThreadTestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstddef>
+#include <future>
+#include <pthread.h>
+#include <string>
+#include <thread>
+#include <unistd.h>
+
+using namespace ThreadTestSupport;
+
+namespace
+{
+    constexpr std::size_t kMebibyte = 1048576;
+
+    // What a thread saw of itself, filled in by its entry.
+    struct Sighting
+    {
+        void* arg = nullptr;
+        pid_t threadID = 0;
+        std::string name;
+        std::size_t stackSize = 0;
+    };
+
+    std::string currentThreadName()
+    {
+        char name[16] = {};
+        pthread_getname_np(pthread_self(), name, sizeof name);
+        return name;
+    }
+
+    std::size_t currentStackSize()
+    {
+        pthread_attr_t attributes;
+        if (pthread_getattr_np(pthread_self(), &attributes) != 0)
+            return 0;
+        std::size_t size = 0;
+        pthread_attr_getstacksize(&attributes, &size);
+        pthread_attr_destroy(&attributes);
+        return size;
+    }
+
+    void recordSighting(void* arg)
+    {
+        auto* sighting = static_cast<Sighting*>(arg);
+        sighting->arg = arg;
+        sighting->threadID = gettid();
+        sighting->name = currentThreadName();
+        sighting->stackSize = currentStackSize();
+    }
+
+    // Runs a thread to its end and tells what it saw.
+    Sighting sightingOf(const char* name, unsigned stackSize)
+    {
+        Sighting sighting;
+        iThread::InitArgs args;
+        args.entry = recordSighting;
+        args.arg = &sighting;
+        args.stackSize = stackSize;
+        args.name = name;
+        const Kv::Ptr<iThread> thread = OS()->threadMgr()->createThread(args);
+        EXPECT_TRUE(thread->waitForCompletion(iWaitable::kInfinite));
+        EXPECT_EQ(sighting.arg, &sighting);
+        return sighting;
+    }
+
+    // Sleeps, then says it is done.
+    void sleepThenFinish(void* arg)
+    {
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        static_cast<std::atomic<bool>*>(arg)->store(true);
+    }
+
+    Kv::Ptr<iThread> startThread(void (*entry)(void*), void* arg)
+    {
+        iThread::InitArgs args;
+        args.entry = entry;
+        args.arg = arg;
+        return OS()->threadMgr()->createThread(args);
+    }
+}
+
+TEST(Thread, EntryRunsWithItsArgumentUnderTheGivenName)
+{
+    const Sighting sighting = sightingOf("kv-decoder", 0);
+    EXPECT_NE(sighting.threadID, 0);
+    EXPECT_NE(sighting.threadID, gettid());
+    EXPECT_EQ(sighting.name, "kv-decoder");
+}
+
+TEST(Thread, LongNameIsCutToFifteenCharacters)
+{
+    EXPECT_EQ(sightingOf("abcdefghijklmnopqrstuvwxyz", 0).name, "abcdefghijklmno");
+}
+
+TEST(Thread, EmptyNameKeepsTheCreatorsName)
+{
+    std::string seen;
+    std::thread creator([&] {
+        pthread_setname_np(pthread_self(), "kv-creator");
+        seen = sightingOf("", 0).name;
+    });
+    creator.join();
+    EXPECT_EQ(seen, "kv-creator");
+}
+
+TEST(Thread, SmallStackIsRaisedToOneMebibyte)
+{
+    const std::size_t size = sightingOf("kv-small-stack", 4096).stackSize;
+    EXPECT_GE(size, kMebibyte);
+    EXPECT_LT(size, 2 * kMebibyte);
+}
+
+TEST(Thread, LargeStackIsKept)
+{
+    const std::size_t size = sightingOf("kv-large-stack", 3 * kMebibyte).stackSize;
+    EXPECT_GE(size, 3 * kMebibyte);
+}
+
+TEST(Thread, ZeroStackSizeGivesTheSystemDefault)
+{
+    std::size_t defaultSize = 0;
+    std::thread([&] { defaultSize = currentStackSize(); }).join();
+    ASSERT_GT(defaultSize, 0u);
+    EXPECT_EQ(sightingOf("kv-default", 0).stackSize, defaultSize);
+}
+
+TEST(Thread, WaitForCompletionJoinsAndCanBeRepeated)
+{
+    std::atomic<bool> finished{false};
+    const Kv::Ptr<iThread> thread = startThread(sleepThenFinish, &finished);
+    EXPECT_TRUE(thread->waitForCompletion(0)) << "the time given is not used";
+    EXPECT_TRUE(finished);
+    const Stopwatch watch;
+    EXPECT_TRUE(thread->waitForCompletion(iWaitable::kInfinite));
+    EXPECT_LT(watch.elapsedMs(), 50);
+}
+
+TEST(Thread, IdsIncreaseInOrderOfCreation)
+{
+    const Kv::Ptr<iThread> first = startThread([](void*) {}, nullptr);
+    const Kv::Ptr<iThread> second = startThread([](void*) {}, nullptr);
+    const Kv::Ptr<iThread> third = startThread([](void*) {}, nullptr);
+    EXPECT_GT(first->getID(), 0u);
+    EXPECT_LT(first->getID(), second->getID());
+    EXPECT_LT(second->getID(), third->getID());
+}
+
+TEST(Thread, EveryPriorityCanBeSetOnALiveThread)
+{
+    std::promise<void> letGo;
+    std::shared_future<void> released = letGo.get_future().share();
+    const Kv::Ptr<iThread> thread =
+        startThread([](void* arg) { static_cast<std::shared_future<void>*>(arg)->wait(); }, &released);
+    for (int priority = iThread::ePriorityIdle; priority <= iThread::ePriorityTimeCritical; ++priority)
+        EXPECT_TRUE(thread->setPriority(iThread::ePriority(priority))) << "priority " << priority;
+    letGo.set_value();
+    EXPECT_TRUE(thread->waitForCompletion(iWaitable::kInfinite));
+}
+
+TEST(Thread, LastReferenceJoinsARunningThread)
+{
+    std::atomic<bool> finished{false};
+    Kv::Ptr<iThread> thread = startThread(sleepThenFinish, &finished);
+    const Stopwatch watch;
+    thread = nullptr;
+    EXPECT_TRUE(finished);
+    EXPECT_GE(watch.elapsedMs(), 100) << "the thread was still running when it was dropped";
+}

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdio>
+#include <future>
+#include <string>
+#include <thread>
+
+// Timing helpers for tests that run real threads. The machines that run them
+// are small and loaded, so bounds are generous and the settle time is long.
+namespace ThreadTestSupport
+{
+    // Long enough for a started thread to reach the wait it was heading for.
+    constexpr int kSettleMs = 150;
+    // How long a test waits for something that should happen at once.
+    constexpr int kPatienceMs = 5000;
+
+    class Stopwatch
+    {
+    public:
+        double elapsedMs() const
+        {
+            return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+        }
+
+    private:
+        std::chrono::steady_clock::time_point start = std::chrono::steady_clock::now();
+    };
+
+    inline void settle() { std::this_thread::sleep_for(std::chrono::milliseconds(kSettleMs)); }
+
+    // Polls until the condition holds or the patience runs out; says which.
+    template <class Condition>
+    bool eventually(Condition condition, int patienceMs = kPatienceMs)
+    {
+        const Stopwatch watch;
+        while (!condition()) {
+            if (watch.elapsedMs() > patienceMs)
+                return false;
+            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        }
+        return true;
+    }
+
+    template <class T>
+    bool isFinished(const std::future<T>& result)
+    {
+        return result.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+    }
+
+    // Everything written to standard output while body runs, from any thread.
+    template <class Body>
+    std::string capturedStdout(Body body)
+    {
+        testing::internal::CaptureStdout();
+        body();
+        std::fflush(stdout);
+        return testing::internal::GetCapturedStdout();
+    }
+}
