@@ -16,7 +16,14 @@ namespace Kv::TextOps
     inline void copy(char* to, const char* from) { std::strcpy(to, from); }
     inline void copy(wchar_t* to, const wchar_t* from) { std::wcscpy(to, from); }
     inline void copyN(char* to, const char* from, unsigned n) { std::strncpy(to, from, n); }
-    inline void copyN(wchar_t* to, const wchar_t* from, unsigned n) { std::wcsncpy(to, from, n); }
+    // Exactly wcsncpy, which the C library does one element at a time: copy up
+    // to the first zero element, then fill with zeros.
+    inline void copyN(wchar_t* to, const wchar_t* from, unsigned n)
+    {
+        const size_t copied = ::wcsnlen(from, n);
+        std::wmemcpy(to, from, copied);
+        std::wmemset(to + copied, 0, n - copied);
+    }
     inline int compare(const char* a, const char* b) { return std::strcmp(a, b); }
     inline int compare(const wchar_t* a, const wchar_t* b) { return std::wcscmp(a, b); }
     inline int compareNoCase(const char* a, const char* b) { return ::strcasecmp(a, b); }
@@ -170,12 +177,14 @@ public:
     {
         if (element == 0)
             return;
-        if (impl && soleHolder() && impl->length + 1 < impl->capacity)
-            ++impl->length;
-        else
-            *this = join(impl ? impl->text : emptyText, size(), nullptr, 1);
-        impl->text[impl->length - 1] = element;
-        impl->text[impl->length] = 0;
+        Impl* record = impl.get();
+        if (record && soleHolder() && record->length + 1 < record->capacity) [[likely]] {
+            const unsigned length = ++record->length;
+            record->text[length - 1] = element;
+            record->text[length] = 0;
+            return;
+        }
+        growByOne(element);
     }
 
     LightweightString operator+(const E* text) const
@@ -311,6 +320,14 @@ private:
     // Whether a change may happen in place. A plain load on this machine; the
     // acquire orders it after another holder's release of the record.
     bool soleHolder() const noexcept { return __atomic_load_n(&impl->count, __ATOMIC_ACQUIRE) == 1; }
+
+    // The slow path of push_back, kept apart so that the fast one stays small.
+    __attribute__((noinline)) void growByOne(E element)
+    {
+        *this = join(impl ? impl->text : emptyText, size(), nullptr, 1);
+        impl->text[impl->length - 1] = element;
+        impl->text[impl->length] = 0;
+    }
 
     static int compareWith(const E* a, const E* b, int (*order)(const E*, const E*))
     {

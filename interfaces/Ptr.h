@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <new>
 #include <type_traits>
+#include <utility>
 
 namespace Kv
 {
@@ -103,6 +104,18 @@ namespace Kv
         {
             if (this != &other)
                 replaceWith(other.count, other.object);
+            return *this;
+        }
+
+        // Takes over the other's reference; the old thing is let go after.
+        Ptr& operator=(Ptr&& other) noexcept
+        {
+            if (this == &other)
+                return *this;
+            Ptr old(std::move(*this));
+            count = other.count;
+            object = other.object;
+            other.object = nullptr;
             return *this;
         }
 

@@ -147,7 +147,10 @@ TEST(ThreadEvent, FiniteWaiterThatLosesTheEventFails)
 // waiters could never leave the locked list.
 TEST(ThreadEvent, SixtyFifthWaiterIsRefused)
 {
+    // Kept reachable, so that leak checkers know it is abandoned on purpose.
+    static auto* abandoned = new std::vector<ThreadEvent*>;
     auto* event = new ThreadEvent(false, false, nullptr);
+    abandoned->push_back(event);
     std::vector<std::unique_ptr<ThreadEvent::Subscriber>> subscribers;
     for (unsigned i = 0; i < ThreadEvent::kMaxSubscribers; ++i) {
         subscribers.push_back(std::make_unique<ThreadEvent::Subscriber>());

@@ -102,7 +102,11 @@ void ThreadEvent::consume() const
 
 // The state is published first, and stateMutex is not kept while the
 // subscribers are visited. Every subscriber is woken, for an auto-reset event
-// too: the waiters then compete for the one signal.
+// too: the waiters then compete for the one signal. Taking a subscriber's
+// mutex is what guarantees that its waiter has either seen the state or is
+// inside its wait, so the wake-up itself comes after the unlock: a waiter then
+// does not wake only to block on the mutex still held here. subscribersMutex
+// stays held, so no subscriber can leave before it has been woken.
 bool ThreadEvent::set()
 {
     if (pthreadFailed(pthread_mutex_lock(&stateMutex)))
@@ -114,14 +118,10 @@ bool ThreadEvent::set()
         return false;
     bool delivered = true;
     for (Subscriber* subscriber : subscribers) {
-        if (pthreadFailed(pthread_mutex_lock(&subscriber->mutex))) {
-            delivered = false;
-            break;
-        }
-        const int woken = manualReset ? pthread_cond_broadcast(&subscriber->condition)
-                                      : pthread_cond_signal(&subscriber->condition);
-        const bool failed = pthreadFailed(woken) | pthreadFailed(pthread_mutex_unlock(&subscriber->mutex));
-        if (failed) {
+        if (pthreadFailed(pthread_mutex_lock(&subscriber->mutex)) ||
+            pthreadFailed(pthread_mutex_unlock(&subscriber->mutex)) ||
+            pthreadFailed(manualReset ? pthread_cond_broadcast(&subscriber->condition)
+                                      : pthread_cond_signal(&subscriber->condition))) {
             delivered = false;
             break;
         }
