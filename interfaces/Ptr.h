@@ -63,6 +63,13 @@ namespace Kv
         }
     };
 
+    // The facade's atomics, looked up once: they live as long as the process.
+    inline iThreadAtomics* atomics()
+    {
+        static iThreadAtomics* const threadAtomics = OS()->threadAtomics();
+        return threadAtomics;
+    }
+
     // The one smart pointer: two words, the address of the count and the thing.
     // Every count change goes through OS()->threadAtomics(), so no pointer may be
     // counted before the facade exists. One Ptr object must not be assigned from
@@ -130,7 +137,7 @@ namespace Kv
         void incRef() const
         {
             if (object)
-                OS()->threadAtomics()->safeInc(count);
+                atomics()->safeInc(count);
         }
 
         // At zero the thing is destroyed and both words become zero; otherwise
@@ -139,7 +146,7 @@ namespace Kv
         {
             if (!object)
                 return;
-            if (OS()->threadAtomics()->safeDec(count) != 0)
+            if (atomics()->safeDec(count) != 0)
                 return;
             int* const deadCount = count;
             T* const deadObject = object;
