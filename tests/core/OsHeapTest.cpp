@@ -5,7 +5,6 @@
 
 #include <cstring>
 #include <malloc.h>
-#include <new>
 
 TEST(OsHeap, LargeBlocksArePaddedToSixteenBytes)
 {
@@ -36,17 +35,4 @@ TEST(OsHeap, AllocatesUsableMemory)
     heap->deAlloc(block);
     heap->deAlloc(tiny);
     heap->deAlloc(nullptr);
-}
-
-TEST(OsHeap, OperatorsServeTheWholeProgram)
-{
-    int* values = new int[1000];
-    values[999] = 7;
-    EXPECT_EQ(values[999], 7);
-    delete[] values;
-    int* nothing = nullptr;
-    delete nothing;
-    void* maybe = operator new(64, std::nothrow);
-    EXPECT_NE(maybe, nullptr);
-    operator delete(maybe, std::nothrow);
 }

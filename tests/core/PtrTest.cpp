@@ -1,4 +1,3 @@
-#include "KvException.h"
 #include "Ptr.h"
 
 #include <gtest/gtest.h>
@@ -51,16 +50,6 @@ TEST(Ptr, WrappingCountsFromZeroAndLastReleaseDestroys)
         EXPECT_EQ(deaths, 0);
     }
     EXPECT_EQ(deaths, 1);
-}
-
-TEST(Ptr, NeverWrappedObjectIsNotDestroyed)
-{
-    int deaths = 0;
-    Probe onStack(&deaths);
-    EXPECT_EQ(countOf(onStack), 0);
-    Kv::Ptr<Probe> none;
-    none = Kv::Ptr<Probe>();
-    EXPECT_EQ(deaths, 0);
 }
 
 TEST(Ptr, AssignmentKeepsCountsRight)
@@ -152,17 +141,4 @@ TEST(Ptr, CopiesFromManyThreadsDestroyOnce)
     EXPECT_EQ(countOf(*shared), 1);
     shared = Kv::Ptr<Probe>();
     EXPECT_EQ(deaths, 1);
-}
-
-TEST(Ptr, RuntimeErrorCarriesItsFields)
-{
-    static_assert(!std::is_base_of_v<std::exception, Kv::Exception::RuntimeError>);
-    try {
-        throw Kv::Exception::RuntimeError("addSubscriber failed", "OS/Linux/threads/ThreadEvent.cpp", 42);
-    } catch (const Kv::Exception::Base& error) {
-        EXPECT_STREQ(error.kind, "RuntimeError");
-        EXPECT_STREQ(error.message, "addSubscriber failed");
-        EXPECT_EQ(error.line, 42);
-        EXPECT_TRUE(error.trace.empty());
-    }
 }

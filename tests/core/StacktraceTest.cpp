@@ -1,4 +1,3 @@
-#include "ByteBufferT.h"
 #include "OS.h"
 #include "OStoKvErr.h"
 #include "Stacktrace.h"
@@ -40,16 +39,4 @@ TEST(OStoKvErr, SuccessIsSilentAndFailureIsPrinted)
     EXPECT_EQ(OStoKvErr(0), 1);
     EXPECT_EQ(OStoKvErr(-43), 0);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "result -43\n");
-}
-
-TEST(ByteBufferT, SpaceIsSizeLessUsed)
-{
-    ByteBufferT empty;
-    EXPECT_EQ(empty.getSpace(), 0u);
-    ByteBufferT buffer;
-    buffer.buffer = new unsigned char[32];
-    buffer.size = 32;
-    EXPECT_TRUE(buffer.setUsed(12));
-    EXPECT_EQ(buffer.getSpace(), 20u);
-    delete[] buffer.buffer;
 }

@@ -18,26 +18,15 @@ namespace
     }
 }
 
-TEST(Semaphore, PollOnEmptyCountFails)
-{
-    const Kv::Ptr<iSemaphore> semaphore = newSemaphore(0);
-    EXPECT_EQ(semaphore->wait(0), WaitFailed) << "a failed poll is not WaitTimedOut";
-}
-
-TEST(Semaphore, PollTakesOneFromTheCount)
+TEST(Semaphore, PollTakesFromTheCountAndReleaseAddsWithoutLimit)
 {
     const Kv::Ptr<iSemaphore> semaphore = newSemaphore(1);
     EXPECT_EQ(semaphore->wait(0), WaitSignalled);
-    EXPECT_EQ(semaphore->wait(0), WaitFailed);
-}
-
-TEST(Semaphore, ReleaseAddsBeyondTheInitialCount)
-{
-    const Kv::Ptr<iSemaphore> semaphore = newSemaphore(1);
+    EXPECT_EQ(semaphore->wait(0), WaitFailed) << "a failed poll is not WaitTimedOut";
     semaphore->release();
     semaphore->release();
-    for (int i = 0; i < 3; ++i)
-        EXPECT_EQ(semaphore->wait(0), WaitSignalled) << "take " << i;
+    EXPECT_EQ(semaphore->wait(0), WaitSignalled);
+    EXPECT_EQ(semaphore->wait(0), WaitSignalled);
     EXPECT_EQ(semaphore->wait(0), WaitFailed);
 }
 
