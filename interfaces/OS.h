@@ -9,6 +9,7 @@
 #include "QtUtils.h"
 #include "StdAllocator.h"
 #include "iCriticalSection.h"
+#include "iFile.h"
 #include "iFileManager.h"
 #include "iHeap.h"
 #include "iIOCompletionPort.h"

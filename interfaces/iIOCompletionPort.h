@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Ptr.h"
+#include "iFile.h"
 #include "iObject.h"
 
 // Holds a thread in getStatus until another calls terminate. Nothing is ever
@@ -10,4 +12,6 @@ public:
     // Returns 2 once terminated, looking once a second.
     virtual int getStatus() const = 0;
     virtual void terminate() const = 0;
+    // Nothing is completed here: a file is never attached.
+    virtual bool attach(Kv::Ptr<iFile> file) = 0;
 };

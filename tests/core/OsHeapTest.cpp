@@ -36,3 +36,14 @@ TEST(OsHeap, AllocatesUsableMemory)
     heap->deAlloc(tiny);
     heap->deAlloc(nullptr);
 }
+
+TEST(OsHeap, OpenSSLHooksReachTheHeap)
+{
+    auto* block = static_cast<char*>(Custom_malloc_fn(10, __FILE__, __LINE__));
+    ASSERT_NE(block, nullptr);
+    std::memcpy(block, "kvos", 5);
+    block = static_cast<char*>(Custom_realloc_fn(block, 300000, __FILE__, __LINE__));
+    ASSERT_NE(block, nullptr);
+    EXPECT_STREQ(block, "kvos");
+    Custom_free_fn(block, __FILE__, __LINE__);
+}

@@ -18,4 +18,5 @@ TEST(IOCompletionPort, GetStatusHoldsItsThreadUntilTerminated)
     // It looks once a second.
     ASSERT_EQ(status.wait_for(std::chrono::milliseconds(2500)), std::future_status::ready);
     EXPECT_EQ(status.get(), 2);
+    EXPECT_FALSE(port->attach(Kv::Ptr<iFile>())) << "nothing is ever attached";
 }

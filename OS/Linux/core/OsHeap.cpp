@@ -35,6 +35,12 @@ namespace Kv
     bool OsHeap::isMemoryValid(void*, unsigned long) { return true; }
 }
 
+void* Custom_malloc_fn(size_t size, const char*, int) { return OS()->heap()->alloc(size); }
+
+void* Custom_realloc_fn(void* block, size_t size, const char*, int) { return OS()->heap()->reAlloc(block, size); }
+
+void Custom_free_fn(void* block, const char*, int) { OS()->heap()->deAlloc(block); }
+
 // The process's allocation operators: everything goes to the facade's heap.
 // There is no retry and no std::bad_alloc; a failed allocation is null.
 void* operator new(std::size_t size) { return OS()->heap()->alloc(size); }

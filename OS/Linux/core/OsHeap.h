@@ -2,6 +2,8 @@
 
 #include "iHeap.h"
 
+#include <cstddef>
+
 namespace Kv
 {
     // The process heap on the C library's allocator. It keeps no bookkeeping.
@@ -18,3 +20,9 @@ namespace Kv
         static unsigned long requestSize(unsigned long size);
     };
 }
+
+// OpenSSL's memory hooks, so that its allocations come from the heap too. The
+// source position OpenSSL passes is ignored.
+void* Custom_malloc_fn(size_t size, const char* file, int line);
+void* Custom_realloc_fn(void* block, size_t size, const char* file, int line);
+void Custom_free_fn(void* block, const char* file, int line);

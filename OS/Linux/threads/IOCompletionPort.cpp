@@ -15,3 +15,5 @@ int IOCompletionPort::getStatus() const
 }
 
 void IOCompletionPort::terminate() const { running = false; }
+
+bool IOCompletionPort::attach(Kv::Ptr<iFile>) { return false; }

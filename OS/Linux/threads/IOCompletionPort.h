@@ -10,6 +10,7 @@ class IOCompletionPort : public iIOCompletionPort
 public:
     int getStatus() const override;
     void terminate() const override;
+    bool attach(Kv::Ptr<iFile> file) override;
 
 private:
     mutable std::atomic<bool> running{true};
