@@ -8,6 +8,7 @@ class iUtils;
 class iFileManager;
 class iThreadManager;
 class iThreadAtomics;
+class iShell;
 
 // The one system object. It owns every manager of the library for the life of
 // the process; each accessor is a pointer into it and never fails.
@@ -22,6 +23,7 @@ public:
     virtual iFileManager* fileMgr() = 0;
     virtual iThreadManager* threadMgr() = 0;
     virtual iThreadAtomics* threadAtomics() = 0;
+    virtual iShell* shell() = 0;
 };
 
 // The library's only entry. The first call builds the system object and is

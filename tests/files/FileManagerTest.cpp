@@ -1,31 +1,223 @@
-#include "OS.h"
+#include "FileManager.h"
+#include "FileTestSupport.h"
 
-#include <gtest/gtest.h>
-
+#include <algorithm>
 #include <climits>
-#include <string>
-#include <unistd.h>
+#include <map>
+#include <pwd.h>
+#include <regex>
 
 namespace
 {
-    std::string executable()
+    std::map<std::string, unsigned> listing(const std::string& pattern, bool includeFiles, bool includeDirectories)
     {
-        char path[PATH_MAX] = {};
-        readlink("/proc/self/exe", path, sizeof path - 1);
-        return path;
+        std::vector<iFileManager::DirectoryItem> items;
+        OS()->fileMgr()->getDirectoryContents(OS()->utils()->fromUTF8(pattern.c_str(), -1), items, includeFiles,
+                                              includeDirectories);
+        std::map<std::string, unsigned> byName;
+        for (const auto& item : items)
+            byName[OS()->utils()->toUTF8(item.name).c_str()] = item.attributes;
+        return byName;
     }
 
-    std::wstring wide(const LightweightString<wchar_t>& text) { return std::wstring(text.c_str(), text.size()); }
+    std::map<std::string, unsigned> named(std::initializer_list<std::pair<const std::string, unsigned>> entries)
+    {
+        return entries;
+    }
 }
+
+using FileManagerFiles = ScratchFolder;
 
 TEST(FileManager, KnowsTheRunningApplication)
 {
+    char path[PATH_MAX] = {};
+    ASSERT_GT(readlink("/proc/self/exe", path, sizeof path - 1), 0);
+    const std::string full = path;
+    const std::string folder = full.substr(0, full.rfind('/') + 1);
     iFileManager* files = OS()->fileMgr();
-    const std::string path = executable();
-    const std::string folder = path.substr(0, path.rfind('/') + 1);
-    const std::string name = path.substr(path.rfind('/') + 1);
-    EXPECT_EQ(wide(files->getAppPath()), std::wstring(folder.begin(), folder.end()));
-    EXPECT_EQ(wide(files->getAppName()), std::wstring(name.begin(), name.end()));
-    EXPECT_EQ(wide(files->getAppDescription()), wide(files->getAppName()));
+    EXPECT_EQ(ScratchFolder::narrow(files->getAppPath()), folder);
+    EXPECT_EQ(ScratchFolder::narrow(files->getAppName()), "kvos_files_tests");
+    EXPECT_EQ(files->getAppDescription(), L"kvos_files_tests");
     EXPECT_EQ(files->getPathSeparator(), L'/');
+    EXPECT_EQ(files->getSafePath(), OS()->shell()->getFolderLocation(iShell::eHome));
+}
+
+TEST(FileManager, NetworkNamesAndPaths)
+{
+    EXPECT_EQ(FileManager::KvtoOS(L"//srv/x"), "smb://srv/x");
+    EXPECT_EQ(FileManager::KvtoOS(L"//"), "smb://");
+    EXPECT_EQ(FileManager::OStoKv("smb://srv/x"), L"/srv/x");
+    EXPECT_EQ(FileManager::getPath(L"/media/a.mov"), L"/media/");
+    EXPECT_EQ(FileManager::getPath(L"a.mov"), L"a.mov");
+    EXPECT_TRUE(FileManager::isURI(L"sftp://host/x"));
+    EXPECT_FALSE(FileManager::isURI(L"/a:/b"));
+    EXPECT_TRUE(FileManager::extMatch("clip.MOV", ".mov"));
+    EXPECT_FALSE(FileManager::extMatch(".mov", ".mov"));
+    EXPECT_FALSE(FileManager::extMatch(nullptr, ".mov"));
+}
+
+TEST(FileManager, PatternsMatchWithoutBacktracking)
+{
+    EXPECT_TRUE(matchingFile("a.tar.gz", "*.gz"));
+    EXPECT_FALSE(matchingFile("a.tar.gz", "*.tar")) << "* before . binds to the last dot";
+    EXPECT_FALSE(matchingFile("abc", "abc*"));
+    EXPECT_TRUE(matchingFile("abcd", "ABC?"));
+    EXPECT_FALSE(matchingFile("aXb", "a*B")) << "the search after * respects case";
+    EXPECT_TRUE(matchingFile("aXB", "a*B"));
+    EXPECT_TRUE(matchingFile("readme", "*"));
+    EXPECT_FALSE(matchingFile("readme", "*.txt"));
+    EXPECT_FALSE(matchingFile("", "*"));
+}
+
+TEST(FileManager, DatesAndTimesAsText)
+{
+    iFileManager* files = OS()->fileMgr();
+    const unsigned long long when = 1700000000ull * 10000000;
+    const std::string date = ScratchFolder::narrow(files->asString(when, iFileManager::eNoDate, iFileManager::eNoTime));
+    EXPECT_TRUE(std::regex_match(date, std::regex(R"([A-Z][a-z]{2} \d\d, 2023)"))) << date;
+    const std::string both = ScratchFolder::narrow(files->asString(when, iFileManager::eShortDate, iFileManager::eShortTime));
+    EXPECT_TRUE(std::regex_match(both, std::regex(date + R"( [ \d]\d:\d\d)"))) << both;
+    const std::string joined = ScratchFolder::narrow(files->asString(when, iFileManager::eNoDate, iFileManager::eShortTime));
+    EXPECT_TRUE(std::regex_match(joined, std::regex(date + R"([ \d]\d:\d\d)"))) << joined;
+    EXPECT_NEAR(double(files->timeNow() / 10000000), double(time(nullptr)), 2.0);
+}
+
+TEST_F(FileManagerFiles, ListingsFollowTheirPattern)
+{
+    make("readme");
+    make("notes.txt", "12345");
+    make(".hidden");
+    mkdir((folder + "Editor.app").c_str(), 0755);
+    mkdir((folder + ".app").c_str(), 0755);
+    mkdir((folder + "media").c_str(), 0755);
+    symlink("notes.txt", (folder + "link").c_str());
+    chmod((folder + "notes.txt").c_str(), 0444);
+
+    using Attr = iFileManager::eAttributes;
+    EXPECT_EQ(listing(folder + "*.*", true, false),
+              named({{"readme", Attr::eAttrFile}, {"notes.txt", Attr::eAttrFile | Attr::eAttrReadOnly},
+                     {".hidden", Attr::eAttrFile | Attr::eAttrHidden}, {"Editor.app", 0x21}}));
+    EXPECT_EQ(listing(folder + "*.*", false, true),
+              named({{".app", Attr::eAttrDirectory | Attr::eAttrHidden}, {"media", Attr::eAttrDirectory},
+                     {"link", Attr::eAttrDirectory | Attr::eAttrReadOnly}}))
+        << "a link counts as a folder, with the permissions of what it points at";
+    EXPECT_EQ(listing(folder + "*.txt", true, true), named({{"notes.txt", Attr::eAttrFile | Attr::eAttrReadOnly}}));
+    EXPECT_TRUE(listing(folder + "missing/*.*", true, true).empty());
+
+    std::vector<iFileManager::DirectoryItem> items;
+    files()->getDirectoryContents(wide(folder + "notes.*"), items, true, false);
+    ASSERT_EQ(items.size(), 1u);
+    EXPECT_EQ(items[0].size, 5u);
+    EXPECT_GT(items[0].modifiedTime, 0u);
+}
+
+TEST_F(FileManagerFiles, InfoAttributesAndExecutables)
+{
+    const std::string tool = folder + "tool";
+    ASSERT_EQ(std::system(("cp /bin/true '" + tool + "'").c_str()), 0);
+    const std::string script = make("script", "#!/bin/sh\n");
+    chmod(script.c_str(), 0755);
+    const std::string dotted = folder + "tool.bin";
+    ASSERT_EQ(std::system(("cp /bin/true '" + dotted + "'").c_str()), 0);
+
+    EXPECT_EQ(files()->getFileAttributes(wide(tool)), iFileManager::eAttrFile | iFileManager::eAttrExecutable);
+    EXPECT_EQ(files()->getFileAttributes(wide(script)), unsigned(iFileManager::eAttrFile)) << "not an ELF image";
+    EXPECT_EQ(files()->getFileAttributes(wide(dotted)), unsigned(iFileManager::eAttrFile)) << "a dotted name";
+    EXPECT_EQ(files()->getInfo(wide(folder)).attributes, unsigned(iFileManager::eAttrDirectory));
+    EXPECT_EQ(files()->getInfo(wide(folder + "none")).attributes, 0u);
+
+    files()->setFileAttributes(wide(script), iFileManager::eAttrReadOnly);
+    EXPECT_EQ(files()->getFileAttributes(wide(script)), iFileManager::eAttrFile | iFileManager::eAttrReadOnly);
+    files()->setFileAttributes(wide(script), 0);
+    EXPECT_EQ(files()->getFileAttributes(wide(script)), unsigned(iFileManager::eAttrFile));
+
+    const passwd* me = getpwuid(getuid());
+    EXPECT_EQ(narrow(files()->getOwner(wide(script))), me->pw_name);
+    EXPECT_TRUE(files()->transferOwnership(wide(script)));
+}
+
+TEST_F(FileManagerFiles, CopiesWithProgressAndRefusals)
+{
+    std::string big(100000, 'x');
+    big[77777] = 'y';
+    const std::string source = make("source.bin", big);
+    const std::string target = make("target.bin", "old");
+    EXPECT_EQ(files()->copyFile(wide(source), wide(target), true, {}), iFileManager::eCopyExists);
+    EXPECT_EQ(read(target), "old");
+    EXPECT_EQ(files()->copyFile(wide(folder + "none"), wide(target), false, {}), iFileManager::eCopyFailed);
+
+    struct Progress
+    {
+        std::vector<unsigned long long> done;
+        unsigned long long total = 0;
+        bool answer = true;
+    } progress;
+    iFileManager::ProgressCallback callback{[](void* context, unsigned long long done, unsigned long long total) {
+                                                auto* seen = static_cast<Progress*>(context);
+                                                seen->done.push_back(done);
+                                                seen->total = total;
+                                                return seen->answer;
+                                            },
+                                            &progress};
+    EXPECT_EQ(files()->copyFile(wide(source), wide(target), false, callback), iFileManager::eCopyOk);
+    EXPECT_EQ(read(target), big);
+    EXPECT_EQ(progress.done, (std::vector<unsigned long long>{32768, 65536, 98304, 100000}));
+    EXPECT_EQ(progress.total, 100000u);
+    EXPECT_EQ(files()->getInfo(wide(target)).modifiedTime, files()->getInfo(wide(source)).modifiedTime);
+
+    progress.answer = false;
+    progress.done.clear();
+    EXPECT_EQ(files()->copyFile(wide(source), wide(target), false, callback), iFileManager::eCopyCancelled);
+    EXPECT_EQ(progress.done.size(), 1u);
+    EXPECT_EQ(read(target).size(), 32768u) << "the partial copy stays";
+
+    const std::string small = make("small.bin", "tiny");
+    EXPECT_EQ(files()->copyFile(wide(small), wide(target), false, callback), iFileManager::eCopyOk)
+        << "a refusal after the last chunk does not cancel";
+    const std::string empty = make("empty.bin");
+    EXPECT_EQ(files()->copyFile(wide(empty), wide(folder + "empty copy"), false, {}), iFileManager::eCopyOk);
+    EXPECT_TRUE(exists(folder + "empty copy"));
+}
+
+TEST_F(FileManagerFiles, MovesDeletesAndFolders)
+{
+    const std::string a = make("a.txt", "a");
+    const std::string b = make("b.txt", "b");
+    EXPECT_FALSE(files()->moveFile(wide(a), wide(b), false));
+    EXPECT_TRUE(files()->moveFile(wide(a), wide(b), true));
+    EXPECT_EQ(read(b), "a");
+    EXPECT_FALSE(exists(a));
+
+    EXPECT_TRUE(files()->createDirectory(wide(folder + "sub")));
+    EXPECT_FALSE(files()->createDirectory(wide(folder + "x/y"))) << "one level only";
+    EXPECT_TRUE(files()->fileExists(wide(folder + "sub")));
+    EXPECT_FALSE(files()->fileExists(L""));
+    EXPECT_FALSE(files()->openDirectory(wide(folder + "sub"))) << "folders refuse read-write opens";
+    EXPECT_TRUE(files()->deleteDirectory(wide(folder + "sub")));
+    EXPECT_TRUE(files()->deleteFile(wide(b)));
+    EXPECT_FALSE(files()->deleteFile(wide(b)));
+}
+
+TEST_F(FileManagerFiles, TouchProbesAndTemporaryNames)
+{
+    const std::string path = make("touched.txt");
+    struct stat before;
+    stat(path.c_str(), &before);
+    utimes(path.c_str(), nullptr);
+    const timeval old[2] = {{1000000000, 0}, {1000000000, 0}};
+    utimes(path.c_str(), old);
+    EXPECT_TRUE(files()->touchFile(wide(path), iFile::eTimeModified));
+    EXPECT_NEAR(double(files()->getInfo(wide(path)).modifiedTime / 10000000), double(time(nullptr)), 2.0);
+    EXPECT_FALSE(files()->touchFile(wide(folder + "none"), iFile::eTimeModified));
+
+    EXPECT_TRUE(files()->isWritable(wide(folder)));
+    EXPECT_FALSE(exists(folder + ".WriteTest")) << "the probe removes itself";
+    make(".WriteTest");
+    EXPECT_FALSE(files()->isWritable(wide(folder))) << "a stale probe answers no";
+
+    const std::string temp = narrow(files()->getTempFileName(L"kvclip"));
+    EXPECT_TRUE(std::regex_match(temp, std::regex(R"(/tmp/kvcli[A-Za-z0-9]{6})"))) << temp;
+    EXPECT_FALSE(exists(temp));
+    EXPECT_TRUE(files()->createIOCompletionPort());
+    EXPECT_FALSE(files()->createAsyncContext(nullptr));
 }

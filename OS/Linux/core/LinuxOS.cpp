@@ -25,6 +25,8 @@ iThreadManager* LinuxOS::threadMgr() { return &threadManager_; }
 
 iThreadAtomics* LinuxOS::threadAtomics() { return &threadAtomics_; }
 
+iShell* LinuxOS::shell() { return &shell_; }
+
 namespace
 {
     // From malloc, because operator new itself calls OS(). Never freed.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "../files/FileManager.h"
+#include "../system/Shell.h"
 #include "../threads/ThreadManager.h"
 #include "MemoryManager.h"
 #include "OsHeap.h"
@@ -24,6 +25,7 @@ public:
     iFileManager* fileMgr() override;
     iThreadManager* threadMgr() override;
     iThreadAtomics* threadAtomics() override;
+    iShell* shell() override;
 
 private:
     FileManager fileManager_;
@@ -34,4 +36,5 @@ private:
     ThreadAtomics threadAtomics_;
     // This host has no autorelease pools: the member stands empty.
     void* autoreleasePool_ = nullptr;
+    Shell shell_;
 };

@@ -1,17 +1,34 @@
 #include "FileManager.h"
 
+#include "File.h"
+#include "FileTimes.h"
+#include "GioFile.h"
+#include "IOCompletionPort.h"
 #include "iOperatingSystem.h"
+#include "iShell.h"
 #include "iUtils.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cstdio>
 #include <cstring>
+#include <ctime>
+#include <dirent.h>
+#include <fcntl.h>
+#include <glib.h>
+#include <pwd.h>
+#include <span>
+#include <strings.h>
+#include <sys/stat.h>
 #include <unistd.h>
 #include <vector>
 
 namespace
 {
     constexpr size_t kPathBuffer = 256;
+    constexpr unsigned kCopyChunk = 0x8000;
+    constexpr mode_t kOwnerWrite = 0x80;
+    constexpr mode_t kOwnerExecute = 0x40;
 
     // The executable's path in a zeroed buffer of 256 bytes. A longer path is
     // cut to fit, and the size that it needs is returned; 0 when it fits.
@@ -27,7 +44,321 @@ namespace
         std::memcpy(buffer, full.data(), std::min<size_t>(size_t(length), kPathBuffer - 1));
         return size_t(length) < kPathBuffer ? 0 : unsigned(length + 1);
     }
+
+    unsigned long long ticks(time_t seconds) { return static_cast<unsigned long long>(seconds) * FileTimes::kTicksPerSecond; }
+
+    bool isFolderEntry(unsigned char type) { return type == DT_DIR || type == DT_LNK; }
+    bool isPlainEntry(unsigned char type) { return type == DT_REG || type == DT_CHR; }
+
+    // An application bundle: a folder of at least five characters ending ".app".
+    bool isBundle(const char* name)
+    {
+        const size_t length = std::strlen(name);
+        return length >= 5 && std::strcmp(name + length - 4, ".app") == 0;
+    }
+
+    // Like the C library's tempnam in the system's temporary folder: up to five
+    // characters of the prefix, then six random ones, naming nothing yet there.
+    LightweightString<char> freshTempName(const LightweightString<char>& prefix)
+    {
+        static const char kLetters[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
+        char name[64];
+        struct stat status;
+        do {
+            char suffix[7] = {};
+            for (char& letter : std::span(suffix, 6))
+                letter = kLetters[g_random_int_range(0, sizeof kLetters - 1)];
+            std::snprintf(name, sizeof name, "/tmp/%.5s%s", prefix.c_str(), suffix);
+        } while (lstat(name, &status) == 0);
+        return LightweightString<char>(name);
+    }
 }
+
+LightweightString<char> FileManager::KvtoOS(const LightweightString<wchar_t>& name)
+{
+    LightweightString<char> host = OS()->utils()->toUTF8(name);
+    if (host.startsWith("//", true))
+        return LightweightString<char>("smb://") + (host.c_str() + 2);
+    return host;
+}
+
+// Not the inverse of KvtoOS: "smb://server/share" comes back with one slash.
+LightweightString<wchar_t> FileManager::OStoKv(const LightweightString<char>& name)
+{
+    const char* text = name.startsWith("smb://", true) ? name.c_str() + 5 : name.c_str();
+    return OS()->utils()->fromUTF8(text, -1);
+}
+
+bool FileManager::isURI(const LightweightString<wchar_t>& name) { return std::wcsstr(name.c_str(), L"://") != nullptr; }
+
+bool FileManager::isURI(const LightweightString<char>& name) { return std::strstr(name.c_str(), "://") != nullptr; }
+
+// A final component with a dot is never executable; a bare name with a dot,
+// with no "/" at all, is looked at.
+bool FileManager::isExecutable(const LightweightString<char>& path)
+{
+    const char* text = path.c_str();
+    const char* dot = std::strrchr(text, '.');
+    const char* slash = std::strrchr(text, '/');
+    if (dot && slash && dot >= slash)
+        return false;
+    const int fd = open(text, O_RDONLY);
+    if (fd <= 0)
+        return false;
+    unsigned char header[28];
+    const bool image = read(fd, header, sizeof header) == ssize_t(sizeof header) &&
+                       std::memcmp(header, "\x7F" "ELF", 4) == 0;
+    close(fd);
+    return image;
+}
+
+LightweightString<wchar_t> FileManager::getPath(const LightweightString<wchar_t>& name)
+{
+    const wchar_t* slash = std::wcsrchr(name.c_str(), L'/');
+    return slash ? name.substr(0, unsigned(slash - name.c_str()) + 1) : name;
+}
+
+bool FileManager::extMatch(const char* name, const LightweightString<char>& extension)
+{
+    const size_t nameLength = name ? std::strlen(name) : 0;
+    if (extension.empty() || nameLength <= extension.size())
+        return false;
+    return strcasecmp(extension.c_str(), name + nameLength - extension.size()) == 0;
+}
+
+int FileManager::copyFile(const LightweightString<wchar_t>& source, const LightweightString<wchar_t>& destination,
+                          bool failIfExists, ProgressCallback progress) const
+{
+    if (isVirtual(source))
+        return FileProviderManager::copyFile(source, destination, failIfExists, progress);
+    if (!fileExists(source))
+        return eCopyFailed;
+    if (fileExists(destination)) {
+        if (failIfExists)
+            return eCopyExists;
+        // The old destination goes before the source is known to be readable.
+        if (!deleteFile(destination))
+            return eCopyFailed;
+    }
+    Kv::Ptr<iFile> from = openFile(source, iFile::eAccessRead, iFile::eOpenExisting, iFile::eShareRead, 0);
+    Kv::Ptr<iFile> to = openFile(destination, iFile::eAccessWrite, iFile::eCreateNew, iFile::eShareNone, 0);
+    if (!from || !to)
+        return eCopyFailed;
+    const unsigned long long total = from->getSize();
+    std::vector<unsigned char> buffer(kCopyChunk);
+    for (unsigned long long done = 0; done < total;) {
+        const unsigned chunk = unsigned(std::min<unsigned long long>(kCopyChunk, total - done));
+        // A short read advances as if it were full; only 0 stops the copy.
+        if (from->read(buffer.data(), chunk) == 0 || !to->write(buffer.data(), chunk))
+            return eCopyFailed;
+        done += chunk;
+        if (progress.function && !progress.function(progress.context, done, total) && done < total)
+            return eCopyCancelled;
+    }
+    to->setTime(iFile::eTimeModified, from->getTime(iFile::eTimeModified));
+    return eCopyOk;
+}
+
+// overwrite has the opposite sense to copyFile's failIfExists.
+bool FileManager::moveFile(const LightweightString<wchar_t>& source, const LightweightString<wchar_t>& destination,
+                           bool overwrite) const
+{
+    if (!overwrite && fileExists(destination))
+        return false;
+    return rename(KvtoOS(source).c_str(), KvtoOS(destination).c_str()) == 0;
+}
+
+bool FileManager::deleteFile(const LightweightString<wchar_t>& name) const
+{
+    if (isVirtual(name))
+        return FileProviderManager::deleteFile(name);
+    return remove(KvtoOS(name).c_str()) == 0;
+}
+
+bool FileManager::touchFile(const LightweightString<wchar_t>& name, iFile::eTimeType type) const
+{
+    Kv::Ptr<iFile> file = openFile(name, iFile::eAccessWrite, iFile::eOpenExisting, iFile::eShareWrite, 0);
+    return file && file->setTime(type, timeNow());
+}
+
+bool FileManager::recycleFile(const LightweightString<wchar_t>&) const { return false; }
+
+// The provider is always asked first; an unknown provider ID falls through to
+// the host with the whole text.
+Kv::Ptr<iFile> FileManager::openFile(const LightweightString<wchar_t>& name, unsigned int access,
+                                     iFile::eOpenBehaviour behaviour, iFile::eShareMode share,
+                                     unsigned int flags) const
+{
+    Kv::Ptr<iFile> file = FileProviderManager::openFile(name, access, behaviour, share, flags);
+    if (!file) {
+        if (isURI(KvtoOS(name)))
+            file = Kv::Ptr<iFile>(new GioFile(name, access, behaviour, share, flags));
+        else
+            file = Kv::Ptr<iFile>(new File(name, access, behaviour, share, flags));
+    }
+    return file->isOpen() ? file : Kv::Ptr<iFile>();
+}
+
+bool FileManager::transferOwnership(const LightweightString<wchar_t>& name) const
+{
+    return chown(OS()->utils()->toUTF8(name).c_str(), getuid(), gid_t(-1)) == 0;
+}
+
+LightweightString<wchar_t> FileManager::getOwner(const LightweightString<wchar_t>& name) const
+{
+    struct stat status;
+    if (stat(OS()->utils()->toUTF8(name).c_str(), &status) != 0)
+        return LightweightString<wchar_t>();
+    const passwd* owner = getpwuid(status.st_uid);
+    return owner ? OS()->utils()->fromUTF8(owner->pw_name, -1) : LightweightString<wchar_t>();
+}
+
+unsigned long long FileManager::getFileSize(const LightweightString<wchar_t>& name) const { return getInfo(name).size; }
+
+// Only the read-only bit has an effect: it clears or sets the owner's write permission.
+void FileManager::setFileAttributes(const LightweightString<wchar_t>& name, unsigned int attributes) const
+{
+    const LightweightString<char> path = KvtoOS(name);
+    struct stat status;
+    if (stat(path.c_str(), &status) != 0)
+        return;
+    const mode_t mode = (attributes & eAttrReadOnly) ? (status.st_mode & ~kOwnerWrite) : (status.st_mode | kOwnerWrite);
+    chmod(path.c_str(), mode);
+}
+
+unsigned int FileManager::getFileAttributes(const LightweightString<wchar_t>& name) const
+{
+    if (isVirtual(name))
+        return FileProviderManager::getFileAttributes(name);
+    return getInfo(name).attributes;
+}
+
+bool FileManager::fileExists(const LightweightString<wchar_t>& name) const
+{
+    if (isVirtual(name))
+        return FileProviderManager::fileExists(name);
+    struct stat status;
+    return !name.empty() && stat(KvtoOS(name).c_str(), &status) == 0;
+}
+
+// Never hidden, and a ".app" folder is a plain folder here: listings differ on both.
+iFileManager::DirectoryItem FileManager::getInfo(const LightweightString<wchar_t>& name) const
+{
+    DirectoryItem item;
+    item.name = name;
+    if (isVirtual(name)) {
+        item.size = FileProviderManager::getFileSize(name);
+        return item;
+    }
+    const LightweightString<char> path = KvtoOS(name);
+    struct stat status;
+    if (stat(path.c_str(), &status) != 0)
+        return item;
+    item.size = static_cast<unsigned long long>(status.st_size);
+    if (S_ISDIR(status.st_mode))
+        item.attributes = eAttrDirectory;
+    else if (S_ISREG(status.st_mode))
+        item.attributes = eAttrFile | ((status.st_mode & kOwnerExecute) && isExecutable(path) ? eAttrExecutable : 0);
+    if (!(status.st_mode & kOwnerWrite))
+        item.attributes |= eAttrReadOnly;
+    item.modifiedTime = ticks(status.st_mtime);
+    item.changedTime = ticks(status.st_ctime);
+    return item;
+}
+
+bool FileManager::createDirectory(const LightweightString<wchar_t>& name) const
+{
+    return mkdir(KvtoOS(name).c_str(), 0777) == 0;
+}
+
+bool FileManager::deleteDirectory(const LightweightString<wchar_t>& name) const { return rmdir(KvtoOS(name).c_str()) == 0; }
+
+void FileManager::getDirectoryContents(const LightweightString<wchar_t>& pattern, std::vector<DirectoryItem>& items,
+                                       bool includeFiles, bool includeDirectories) const
+{
+    const LightweightString<wchar_t> dir = getPath(pattern);
+    const LightweightString<char> osDir = KvtoOS(dir);
+    LightweightString<char> filter;
+    if (dir.size() < pattern.size()) {
+        const LightweightString<wchar_t> rest = pattern.substr(dir.size(), LightweightString<wchar_t>::npos);
+        if (!(rest == L"*.*"))
+            filter = KvtoOS(rest);
+    }
+    DIR* folder = opendir(osDir.c_str());
+    if (!folder)
+        return;
+    while (const dirent* entry = readdir(folder)) {
+        const char* entryName = entry->d_name;
+        const bool plain = isPlainEntry(entry->d_type);
+        const bool bundle = isFolderEntry(entry->d_type) && isBundle(entryName);
+        if (plain || bundle) {
+            if (!includeFiles)
+                continue;
+        } else if (!isFolderEntry(entry->d_type) || !includeDirectories || std::strcmp(entryName, ".") == 0 ||
+                   std::strcmp(entryName, "..") == 0) {
+            continue;
+        }
+        if (!filter.empty() && !matchingFile(entryName, filter))
+            continue;
+
+        items.push_back(DirectoryItem());
+        DirectoryItem& item = items.back();
+        item.name = OStoKv(LightweightString<char>(entryName));
+        // No separator is added: the pattern's folder carries its own "/".
+        const LightweightString<char> path = osDir + entryName;
+        struct stat status;
+        if (stat(path.c_str(), &status) != 0)
+            continue;
+        item.modifiedTime = ticks(status.st_mtime);
+        item.changedTime = ticks(status.st_ctime);
+        item.size = static_cast<unsigned long long>(status.st_size);
+        // A symbolic link counts as a folder, and so does a character device,
+        // whatever stat found behind them.
+        if (entry->d_type == DT_REG)
+            item.attributes = eAttrFile | ((status.st_mode & kOwnerExecute) && isExecutable(path) ? eAttrExecutable : 0);
+        else if (bundle)
+            item.attributes = eAttrFile | eAttrExecutable;
+        else
+            item.attributes = eAttrDirectory;
+        if (!(status.st_mode & kOwnerWrite))
+            item.attributes |= eAttrReadOnly;
+        if (entryName[0] == '.')
+            item.attributes |= eAttrHidden;
+    }
+    closedir(folder);
+}
+
+// The system refuses read-write opens of folders, so this gives null for an
+// actual folder; callers know.
+Kv::Ptr<iFile> FileManager::openDirectory(const LightweightString<wchar_t>& name) const
+{
+    Kv::Ptr<iFile> folder = openDirectory(name, iFile::eAccessReadWrite, iFile::eOpenExisting, iFile::eShareReadWrite);
+    return folder->isOpen() ? folder : Kv::Ptr<iFile>();
+}
+
+Kv::Ptr<iFile> FileManager::openDirectory(const LightweightString<wchar_t>& name, iFile::eAccessMode access,
+                                          iFile::eOpenBehaviour behaviour, iFile::eShareMode share) const
+{
+    return Kv::Ptr<iFile>(new File(name, access, behaviour, share, 1));
+}
+
+Kv::Ptr<iAsyncContext> FileManager::createAsyncContext(void*) const { return Kv::Ptr<iAsyncContext>(); }
+
+Kv::Ptr<iIOCompletionPort> FileManager::createIOCompletionPort() const
+{
+    return Kv::Ptr<iIOCompletionPort>(new IOCompletionPort);
+}
+
+void FileManager::getNetworkServers(std::vector<Server>&) const {}
+
+void FileManager::getNetworkShares(const LightweightString<wchar_t>&, std::vector<Share>&) const {}
+
+LightweightString<wchar_t> FileManager::getTempFileName(const LightweightString<wchar_t>& prefix) const
+{
+    return OStoKv(freshTempName(OS()->utils()->toUTF8(prefix)));
+}
+
+LightweightString<wchar_t> FileManager::getTempFolder() const { return LightweightString<wchar_t>(); }
 
 LightweightString<wchar_t> FileManager::getAppPath() const
 {
@@ -58,9 +389,84 @@ LightweightString<wchar_t> FileManager::getAppDescription() const
     return name;
 }
 
+// The date always leads, whatever the date display says; with a time and no
+// date display the two run together, as they always have.
+LightweightString<wchar_t> FileManager::asString(const unsigned long long& time, eDateDisplay date,
+                                                 eTimeDisplay clock) const
+{
+    const time_t seconds = time_t(time / FileTimes::kTicksPerSecond);
+    const tm* local = localtime(&seconds);
+    char text[256] = {};
+    if (!local)
+        return LightweightString<wchar_t>();
+    size_t length = strftime(text, sizeof text, "%b %d, %Y", local);
+    if (clock) {
+        if (date)
+            text[length++] = ' ';
+        strftime(text + length, sizeof text - length, "%k:%M", local);
+    }
+    return OS()->utils()->fromUTF8(text, -1);
+}
+
+unsigned long long FileManager::timeNow() const { return ticks(time(nullptr)); }
+
+// Creating a probe that deletes itself answers for the folder; a stale probe
+// makes the answer false.
+bool FileManager::isWritable(const LightweightString<wchar_t>& folder) const
+{
+    return bool(openFile(folder + L".WriteTest", iFile::eAccessWrite, iFile::eCreateNew, iFile::eShareNone,
+                         iFile::eDeleteOnClose));
+}
+
+LightweightString<wchar_t> FileManager::getCurrentDirectory() const { return LightweightString<wchar_t>(); }
+
+bool FileManager::setCurrentDirectory(const LightweightString<wchar_t>&) { return false; }
+
 wchar_t FileManager::getPathSeparator() const { return L'/'; }
 
-LightweightString<wchar_t> FileManager::OStoKv(const LightweightString<char>& name)
+LightweightString<wchar_t> FileManager::getSafePath() const
 {
-    return OS()->utils()->fromUTF8(name.c_str(), int(name.size()));
+    return OS()->shell()->getFolderLocation(iShell::eSettingsBase);
+}
+
+bool isWildcard(char c) { return c == '*' || c == '?'; }
+
+// One walk, left to right, that never backtracks.
+bool matchingFile(const char* name, const LightweightString<char>& pattern)
+{
+    const char* n = name;
+    const char* p = pattern.c_str();
+    for (;;) {
+        if (*p == 0)
+            return *n == 0;
+        if (*n == 0)
+            return false;
+        if (*p == '?') {
+            ++n;
+            ++p;
+        } else if (*p != '*') {
+            if (std::toupper(static_cast<unsigned char>(*n)) != std::toupper(static_cast<unsigned char>(*p)))
+                return false;
+            ++n;
+            ++p;
+        } else {
+            while (isWildcard(*p))
+                ++p;
+            if (*p == 0) {
+                n += std::strlen(n);
+            } else if (*p == '.') {
+                const char* lastDot = std::strrchr(n, '.');
+                if (!lastDot) {
+                    n += std::strlen(n);
+                } else {
+                    n = lastDot + 1;
+                    while (*p == '.')
+                        ++p;
+                }
+            } else {
+                const char* found = std::strchr(n, *p);
+                n = found ? found : n + std::strlen(n);
+            }
+        }
+    }
 }

@@ -1,0 +1,11 @@
+#pragma once
+
+#include "iShell.h"
+
+// The desktop's services, reached through OS()->shell(). It is built with the
+// facade, so its constructor does nothing.
+class Shell : public iShell
+{
+public:
+    LightweightString<wchar_t> getFolderLocation(eFolderLocation location) const override;
+};

@@ -1,0 +1,26 @@
+#pragma once
+
+#include "LightweightString.h"
+#include "iObject.h"
+
+// The desktop's services to the application.
+class KV_API iShell : public virtual iObject
+{
+public:
+    enum eFolderLocation
+    {
+        eDocuments = 0,
+        eHome = 1,
+        eDesktop = 2,
+        eResources = 3, // beside the executable: its folder + "../Resources/"
+        eSettingsBase = 4, // the user's home, where settings and safe paths start
+        eMovies = 5,
+        ePictures = 6,
+        eMusic = 7,
+        eDownloads = 8,
+    };
+
+    // The folder with its trailing "/", or empty when it cannot be found. The
+    // folder is not created.
+    virtual LightweightString<wchar_t> getFolderLocation(eFolderLocation location) const = 0;
+};
