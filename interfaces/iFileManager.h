@@ -2,8 +2,11 @@
 
 #include "LightweightString.h"
 #include "Ptr.h"
+#include "iDLL.h"
 #include "iFile.h"
 #include "iIOCompletionPort.h"
+#include "iWatchHandler.h"
+#include "iWatchable.h"
 #include "iObject.h"
 
 #include <vector>
@@ -95,6 +98,8 @@ public:
     virtual bool fileExists(const LightweightString<wchar_t>& name) const = 0;
     virtual bool isVirtual(const LightweightString<wchar_t>& name) const = 0;
     virtual DirectoryItem getInfo(const LightweightString<wchar_t>& name) const = 0;
+    // Never null: the caller asks valid().
+    virtual Kv::Ptr<iDLL> openDLL(const LightweightString<wchar_t>& name) const = 0;
     // One level only.
     virtual bool createDirectory(const LightweightString<wchar_t>& name) const = 0;
     virtual bool deleteDirectory(const LightweightString<wchar_t>& name) const = 0;
@@ -142,4 +147,8 @@ public:
     {
         return name;
     }
+    // Changes directly inside the folder reach the handler, on the watcher's
+    // own thread, for as long as the result lives.
+    virtual Kv::Ptr<iWatchable> createWatchable(Kv::Ptr<iWatchHandler> handler,
+                                                const LightweightString<wchar_t>& folder) const = 0;
 };

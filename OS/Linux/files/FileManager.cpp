@@ -1,9 +1,11 @@
 #include "FileManager.h"
 
+#include "DynDLL.h"
 #include "File.h"
 #include "FileTimes.h"
 #include "GioFile.h"
 #include "IOCompletionPort.h"
+#include "Watchable.h"
 #include "iOperatingSystem.h"
 #include "iShell.h"
 #include "iUtils.h"
@@ -266,6 +268,11 @@ iFileManager::DirectoryItem FileManager::getInfo(const LightweightString<wchar_t
     return item;
 }
 
+Kv::Ptr<iDLL> FileManager::openDLL(const LightweightString<wchar_t>& name) const
+{
+    return Kv::Ptr<iDLL>(new DynDLL(name));
+}
+
 bool FileManager::createDirectory(const LightweightString<wchar_t>& name) const
 {
     return mkdir(KvtoOS(name).c_str(), 0777) == 0;
@@ -427,6 +434,12 @@ wchar_t FileManager::getPathSeparator() const { return L'/'; }
 LightweightString<wchar_t> FileManager::getSafePath() const
 {
     return OS()->shell()->getFolderLocation(iShell::eSettingsBase);
+}
+
+Kv::Ptr<iWatchable> FileManager::createWatchable(Kv::Ptr<iWatchHandler> handler,
+                                                 const LightweightString<wchar_t>& folder) const
+{
+    return Kv::Ptr<iWatchable>(new Watchable(handler, folder));
 }
 
 bool isWildcard(char c) { return c == '*' || c == '?'; }

@@ -26,6 +26,7 @@ public:
     unsigned int getFileAttributes(const LightweightString<wchar_t>& name) const override;
     bool fileExists(const LightweightString<wchar_t>& name) const override;
     DirectoryItem getInfo(const LightweightString<wchar_t>& name) const override;
+    Kv::Ptr<iDLL> openDLL(const LightweightString<wchar_t>& name) const override;
     bool createDirectory(const LightweightString<wchar_t>& name) const override;
     bool deleteDirectory(const LightweightString<wchar_t>& name) const override;
     void getDirectoryContents(const LightweightString<wchar_t>& pattern, std::vector<DirectoryItem>& items,
@@ -48,6 +49,8 @@ public:
     bool setCurrentDirectory(const LightweightString<wchar_t>& name) override;
     wchar_t getPathSeparator() const override;
     LightweightString<wchar_t> getSafePath() const override;
+    Kv::Ptr<iWatchable> createWatchable(Kv::Ptr<iWatchHandler> handler,
+                                        const LightweightString<wchar_t>& folder) const override;
 
     // The host's name for a name: UTF-8, with a leading "//" made "smb://".
     static LightweightString<char> KvtoOS(const LightweightString<wchar_t>& name);
