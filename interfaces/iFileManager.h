@@ -3,6 +3,7 @@
 #include "LightweightString.h"
 #include "Ptr.h"
 #include "iDLL.h"
+#include "iDiskDrive.h"
 #include "iFile.h"
 #include "iIOCompletionPort.h"
 #include "iWatchHandler.h"
@@ -98,6 +99,12 @@ public:
     virtual bool fileExists(const LightweightString<wchar_t>& name) const = 0;
     virtual bool isVirtual(const LightweightString<wchar_t>& name) const = 0;
     virtual DirectoryItem getInfo(const LightweightString<wchar_t>& name) const = 0;
+    // A drive on the name's folder when the name is a file, else on the name
+    // itself, which need not exist. Never null.
+    virtual Kv::Ptr<iDiskDrive> openDrive(const LightweightString<wchar_t>& name) const = 0;
+    // The first drive of the internal, removable and network lists, in that
+    // order, whose ID equals the given one exactly; null when none does.
+    virtual Kv::Ptr<iDiskDrive> openDriveByID(const LightweightString<char>& id) const = 0;
     // Never null: the caller asks valid().
     virtual Kv::Ptr<iDLL> openDLL(const LightweightString<wchar_t>& name) const = 0;
     // One level only.
@@ -109,6 +116,10 @@ public:
     virtual Kv::Ptr<iFile> openDirectory(const LightweightString<wchar_t>& name) const = 0;
     virtual Kv::Ptr<iAsyncContext> createAsyncContext(void* context) const = 0;
     virtual Kv::Ptr<iIOCompletionPort> createIOCompletionPort() const = 0;
+    // Counts what getDiskDrives would give now; the volumes may change before the next call.
+    virtual unsigned int getNumDiskDrives(iDiskDrive::eType type) const = 0;
+    // Appends the drives of one list, read afresh from the system.
+    virtual void getDiskDrives(iDiskDrive::eType type, std::vector<Kv::Ptr<iDiskDrive>>& drives) const = 0;
     virtual void getNetworkServers(std::vector<Server>& servers) const = 0;
     virtual void getNetworkShares(const LightweightString<wchar_t>& name, std::vector<Share>& shares) const = 0;
     virtual int authoriseNetworkLocation(const LightweightString<wchar_t>&, const OO0000O0&) const { return 0; }

@@ -1,7 +1,9 @@
 #pragma once
 
 #include "LightweightString.h"
+#include "Ptr.h"
 #include "iObject.h"
+#include "iSettings.h"
 
 // The desktop's services to the application.
 class KV_API iShell : public virtual iObject
@@ -23,4 +25,7 @@ public:
     // The folder with its trailing "/", or empty when it cannot be found. The
     // folder is not created.
     virtual LightweightString<wchar_t> getFolderLocation(eFolderLocation location) const = 0;
+    // One shared store of each kind, made on first request; any type but the
+    // user's is the global store. The first requests must not race.
+    virtual Kv::Ptr<iSettings> getSettings(iSettings::eType type) = 0;
 };

@@ -1,4 +1,3 @@
-#include "DynDLL.h"
 #include "OS.h"
 
 #include <gtest/gtest.h>
@@ -31,7 +30,7 @@ namespace
 
     LightweightString<wchar_t> wide(const std::string& utf8) { return OS()->utils()->fromUTF8(utf8.c_str(), -1); }
 
-    Kv::Ptr<iDLL> openDLL(const std::string& path) { return Kv::Ptr<iDLL>(new DynDLL(wide(path))); }
+    Kv::Ptr<iDLL> openDLL(const std::string& path) { return OS()->fileMgr()->openDLL(wide(path)); }
 
     std::string bytesOf(const iDLL::Resource& resource)
     {

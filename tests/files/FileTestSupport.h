@@ -18,6 +18,13 @@ public:
     static LightweightString<wchar_t> wide(const std::string& path) { return OS()->utils()->fromUTF8(path.c_str(), -1); }
     static std::string narrow(const LightweightString<wchar_t>& name) { return OS()->utils()->toUTF8(name).c_str(); }
     static iFileManager* files() { return OS()->fileMgr(); }
+    static std::string read(const std::string& path)
+    {
+        std::ifstream in(path, std::ios::binary);
+        return std::string(std::istreambuf_iterator<char>(in), {});
+    }
+
+    static bool exists(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
 
 protected:
     void SetUp() override
@@ -37,13 +44,6 @@ protected:
         return folder + name;
     }
 
-    static std::string read(const std::string& path)
-    {
-        std::ifstream in(path, std::ios::binary);
-        return std::string(std::istreambuf_iterator<char>(in), {});
-    }
-
-    static bool exists(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
 
     std::string folder;
 };

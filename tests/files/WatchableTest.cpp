@@ -62,17 +62,24 @@ namespace
         return ticks;
     }
 
-    bool threadExists(pid_t thread) { return std::filesystem::exists("/proc/self/task/" + std::to_string(thread)); }
+    // A joined thread may linger in /proc for a moment.
+    bool threadEnds(pid_t thread)
+    {
+        const auto deadline = std::chrono::steady_clock::now() + kPatience;
+        while (std::filesystem::exists("/proc/self/task/" + std::to_string(thread)))
+            if (std::chrono::steady_clock::now() > deadline)
+                return false;
+            else
+                std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        return true;
+    }
 
     // Records every batch it is given. On request it keeps the watcher's
     // thread inside the next call until released, so that changes pile up.
     class RecordingHandler : public iWatchHandler
     {
     public:
-        explicit RecordingHandler(std::atomic<bool>* destroyed = nullptr, std::atomic<int>* calls = nullptr)
-            : destroyed(destroyed), calls(calls)
-        {
-        }
+        explicit RecordingHandler(std::atomic<bool>* destroyed = nullptr) : destroyed(destroyed) {}
 
         ~RecordingHandler() override
         {
@@ -82,8 +89,6 @@ namespace
 
         void handleWatchResult(const Kv::Ptr<iWatchable::Result>& result) override
         {
-            if (calls)
-                ++*calls;
             Batch batch;
             for (const iWatchable::FileChangeInfo& info : result->changes)
                 batch.changes.emplace_back(wide(info.name), info.change);
@@ -105,23 +110,23 @@ namespace
             changed.notify_all();
         }
 
-        // Waits until some change names this item; says whether one came.
-        bool waitFor(const std::wstring& name)
+        // Waits until the batches so far meet the condition; says whether they did.
+        template <class Condition>
+        bool waitUntil(Condition condition)
         {
             std::unique_lock lock(mutex);
-            return changed.wait_for(lock, kPatience, [&] {
+            return changed.wait_for(lock, kPatience, [&] { return condition(batches); });
+        }
+
+        bool waitFor(const std::wstring& name)
+        {
+            return waitUntil([&](const std::vector<Batch>& batches) {
                 for (const Batch& batch : batches)
                     for (const Change& change : batch.changes)
                         if (change.first == name)
                             return true;
                 return false;
             });
-        }
-
-        bool waitForFirstBatch()
-        {
-            std::unique_lock lock(mutex);
-            return changed.wait_for(lock, kPatience, [this] { return !batches.empty(); });
         }
 
         void holdNextBatch()
@@ -160,7 +165,6 @@ namespace
 
     private:
         std::atomic<bool>* const destroyed;
-        std::atomic<int>* const calls;
         std::mutex mutex; // guards everything below
         std::condition_variable changed;
         std::vector<Batch> batches;
@@ -288,7 +292,7 @@ TEST_F(WatchableTest, KeepsTheFolderAsGivenAndReportsWholePaths)
 {
     const std::string accented = root + "/Vid\xC3\xA9os";
     std::filesystem::create_directory(accented);
-    const LightweightString<wchar_t> given((std::wstring(wide(root)) + L"/Vid\u00e9os/").c_str());
+    const LightweightString<wchar_t> given((wide(root) + L"/Vid\u00e9os/").c_str());
     const Kv::Ptr<iWatchable> watcher(new Watchable(handler, given));
     EXPECT_EQ(wide(watcher->getWatchedFolder()), wide(given));
     EXPECT_EQ(wide(watch(folder)->getWatchedFolder()), wide(folder));
@@ -334,14 +338,11 @@ TEST_F(WatchableTest, DeletedWatchedFolderEndsTheWatchQuietly)
     EXPECT_EQ(handler->changes(), (std::vector<Change>{{reported("x.txt"), 3}}));
 
     watcher = nullptr;
-    const auto deadline = std::chrono::steady_clock::now() + kPatience;
-    while (threadExists(watcherThread) && std::chrono::steady_clock::now() < deadline)
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    EXPECT_FALSE(threadExists(watcherThread));
+    EXPECT_TRUE(threadEnds(watcherThread));
 }
 
-// Once destruction returns no call can come any more, and the watcher's
-// reference was the last one to the handler.
+// Destruction ends the watcher's thread and lets go of the handler, whose
+// last reference it held.
 TEST_F(WatchableTest, DestructionWhileChangesFlowStopsDeliveryAndReleasesTheHandler)
 {
     std::atomic<bool> stop{false};
@@ -356,18 +357,16 @@ TEST_F(WatchableTest, DestructionWhileChangesFlowStopsDeliveryAndReleasesTheHand
     for (int round = 0; round < 20; ++round) {
         SCOPED_TRACE(round);
         std::atomic<bool> destroyed{false};
-        std::atomic<int> calls{0};
-        Kv::Ptr<RecordingHandler> busy(new RecordingHandler(&destroyed, &calls));
+        Kv::Ptr<RecordingHandler> busy(new RecordingHandler(&destroyed));
         Kv::Ptr<iWatchable> watcher(new Watchable(busy, LightweightString<wchar_t>(wide(folder).c_str())));
-        ASSERT_TRUE(busy->waitForFirstBatch());
+        ASSERT_TRUE(busy->waitUntil([](const std::vector<Batch>& batches) { return !batches.empty(); }));
+        const pid_t watcherThread = busy->received()[0].thread;
         busy = nullptr;
         EXPECT_FALSE(destroyed);
 
         watcher = nullptr;
         EXPECT_TRUE(destroyed);
-        const int callsAtDestruction = calls;
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-        EXPECT_EQ(calls, callsAtDestruction);
+        EXPECT_TRUE(threadEnds(watcherThread));
     }
 
     stop = true;

@@ -16,9 +16,9 @@
 //            the start of the file (u32)
 //   data     the resources' bytes, anywhere after the entries
 //
-// The first entry of a type and id counts. A store that does not hold this,
-// or whose entries point beyond its end, has no resources. The tool kvrsrc
-// writes such stores.
+// The first entry of a type and id counts. A store that breaks this layout
+// has no resources, and an entry whose data lies outside the data area gives
+// nothing. The tool kvrsrc writes such stores.
 //
 // No locks: the object doesn't change after construction, and getResource
 // opens the store afresh on every call.

@@ -1,10 +1,12 @@
 #include "FileManager.h"
 
+#include "DiskDrive.h"
 #include "DynDLL.h"
 #include "File.h"
 #include "FileTimes.h"
 #include "GioFile.h"
 #include "IOCompletionPort.h"
+#include "LibmountVolumeTable.h"
 #include "Watchable.h"
 #include "iOperatingSystem.h"
 #include "iShell.h"
@@ -268,6 +270,24 @@ iFileManager::DirectoryItem FileManager::getInfo(const LightweightString<wchar_t
     return item;
 }
 
+// Nothing asks whether the name exists.
+Kv::Ptr<iDiskDrive> FileManager::openDrive(const LightweightString<wchar_t>& name) const
+{
+    return Kv::Ptr<iDiskDrive>(new DiskDrive(getMountedFilename(name), iDiskDrive::eInternalDrive));
+}
+
+// Each list is read afresh, so a volume that comes or goes meanwhile may be missed.
+Kv::Ptr<iDiskDrive> FileManager::openDriveByID(const LightweightString<char>& id) const
+{
+    std::vector<Kv::Ptr<iDiskDrive>> drives;
+    for (iDiskDrive::eType type : {iDiskDrive::eInternalDrive, iDiskDrive::eRemovableDrive, iDiskDrive::eNetworkDrive})
+        getDiskDrives(type, drives);
+    for (const Kv::Ptr<iDiskDrive>& drive : drives)
+        if (drive->getID() == id)
+            return drive;
+    return Kv::Ptr<iDiskDrive>();
+}
+
 Kv::Ptr<iDLL> FileManager::openDLL(const LightweightString<wchar_t>& name) const
 {
     return Kv::Ptr<iDLL>(new DynDLL(name));
@@ -354,6 +374,51 @@ Kv::Ptr<iAsyncContext> FileManager::createAsyncContext(void*) const { return Kv:
 Kv::Ptr<iIOCompletionPort> FileManager::createIOCompletionPort() const
 {
     return Kv::Ptr<iIOCompletionPort>(new IOCompletionPort);
+}
+
+unsigned int FileManager::getNumDiskDrives(iDiskDrive::eType type) const
+{
+    std::vector<Kv::Ptr<iDiskDrive>> drives;
+    getDiskDrives(type, drives);
+    return unsigned(drives.size());
+}
+
+// Every drive is made with type 1, whichever list it is in: getType doesn't
+// tell the lists apart, and callers rely on that.
+void FileManager::getDiskDrives(iDiskDrive::eType type, std::vector<Kv::Ptr<iDiskDrive>>& drives) const
+{
+    if (type == iDiskDrive::eNetworkDrive) {
+        const LightweightString<wchar_t> base =
+            OS()->shell()->getFolderLocation(iShell::eSettingsBase) + L"Library/CloudStorage/";
+        std::vector<DirectoryItem> folders;
+        getDirectoryContents(base, folders, false, true);
+        for (const DirectoryItem& folder : folders) {
+            // Providers name their folders "<Provider>-<account>".
+            LightweightString<wchar_t> label = folder.name.substr(0, folder.name.find(L"-", 0));
+            if (label == L"GoogleDrive")
+                label = L"Google Drive";
+            Kv::Ptr<DiskDrive> drive(new DiskDrive(base + folder.name, iDiskDrive::eInternalDrive));
+            drive->setDescription(label);
+            drives.push_back(drive);
+        }
+    }
+    for (const LibmountVolumeTable::Volume& volume : LibmountVolumeTable().volumes()) {
+        if (volume.hidden)
+            continue;
+        const bool wanted = (type == iDiskDrive::eInternalDrive && volume.bus == LibmountVolumeTable::eInternalBus) ||
+                            (type == iDiskDrive::eRemovableDrive && volume.bus == LibmountVolumeTable::eExternalBus) ||
+                            (type == iDiskDrive::eNetworkDrive && volume.bus == LibmountVolumeTable::eNoBus);
+        if (!wanted)
+            continue;
+        // Linux has no one folder of volumes: a drive's root is its mount
+        // point, with the "/" of a folder.
+        LightweightString<wchar_t> root = OS()->utils()->fromUTF8(volume.mountPoint.c_str(), -1);
+        if (!root.endsWith(L"/", true))
+            root.push_back(L'/');
+        Kv::Ptr<DiskDrive> drive(new DiskDrive(root, iDiskDrive::eInternalDrive));
+        drive->setDescription(OS()->utils()->fromUTF8(volume.label.c_str(), -1));
+        drives.push_back(drive);
+    }
 }
 
 void FileManager::getNetworkServers(std::vector<Server>&) const {}

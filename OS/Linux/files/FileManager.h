@@ -26,6 +26,8 @@ public:
     unsigned int getFileAttributes(const LightweightString<wchar_t>& name) const override;
     bool fileExists(const LightweightString<wchar_t>& name) const override;
     DirectoryItem getInfo(const LightweightString<wchar_t>& name) const override;
+    Kv::Ptr<iDiskDrive> openDrive(const LightweightString<wchar_t>& name) const override;
+    Kv::Ptr<iDiskDrive> openDriveByID(const LightweightString<char>& id) const override;
     Kv::Ptr<iDLL> openDLL(const LightweightString<wchar_t>& name) const override;
     bool createDirectory(const LightweightString<wchar_t>& name) const override;
     bool deleteDirectory(const LightweightString<wchar_t>& name) const override;
@@ -34,6 +36,10 @@ public:
     Kv::Ptr<iFile> openDirectory(const LightweightString<wchar_t>& name) const override;
     Kv::Ptr<iAsyncContext> createAsyncContext(void* context) const override;
     Kv::Ptr<iIOCompletionPort> createIOCompletionPort() const override;
+    unsigned int getNumDiskDrives(iDiskDrive::eType type) const override;
+    // The cloud folders under the home's Library/CloudStorage lead the
+    // network list; then the mounted volumes, pseudo file systems left out.
+    void getDiskDrives(iDiskDrive::eType type, std::vector<Kv::Ptr<iDiskDrive>>& drives) const override;
     void getNetworkServers(std::vector<Server>& servers) const override;
     void getNetworkShares(const LightweightString<wchar_t>& name, std::vector<Share>& shares) const override;
     LightweightString<wchar_t> getTempFileName(const LightweightString<wchar_t>& prefix) const override;

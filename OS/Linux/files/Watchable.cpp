@@ -20,8 +20,8 @@ namespace
 
     // What each kind of item must have undergone to be reported: removed,
     // renamed or modified for a file; also created for a folder, so a new file
-    // shows only once something is written to it. The original host's "cloned"
-    // has no inotify counterpart.
+    // shows only once something is written to it. FSEvents' "cloned" has no
+    // inotify counterpart.
     constexpr std::uint32_t kFileChanges = IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO | IN_MODIFY;
     constexpr std::uint32_t kFolderChanges = kFileChanges | IN_CREATE;
     // IN_ONLYDIR: a path that is no folder delivers nothing, like one that
@@ -44,8 +44,7 @@ namespace
     }
 
     // A renamed item is reported under both names, and a move out of the
-    // folder stays a rename, as the original host's event flags have it: only
-    // an unlink is a removal.
+    // folder stays a rename, as FSEvents flags it: only an unlink is a removal.
     int changeOf(std::uint32_t mask)
     {
         if (mask & IN_DELETE)

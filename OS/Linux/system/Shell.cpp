@@ -1,5 +1,6 @@
 #include "Shell.h"
 
+#include "Settings.h"
 #include "iFileManager.h"
 #include "iUtils.h"
 
@@ -60,4 +61,12 @@ LightweightString<wchar_t> Shell::getFolderLocation(eFolderLocation location) co
     if (!result.endsWith(L"/", true))
         result.push_back(L'/');
     return result;
+}
+
+Kv::Ptr<iSettings> Shell::getSettings(iSettings::eType type)
+{
+    Kv::Ptr<iSettings>& store = type == iSettings::eUserSettings ? userSettings : globalSettings;
+    if (!store)
+        store = Kv::Ptr<iSettings>(new Settings(type == iSettings::eUserSettings ? type : iSettings::eGlobalSettings));
+    return store;
 }

@@ -8,4 +8,9 @@ class Shell : public iShell
 {
 public:
     LightweightString<wchar_t> getFolderLocation(eFolderLocation location) const override;
+    Kv::Ptr<iSettings> getSettings(iSettings::eType type) override;
+
+private:
+    Kv::Ptr<iSettings> userSettings;
+    Kv::Ptr<iSettings> globalSettings;
 };
