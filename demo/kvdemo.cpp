@@ -1,12 +1,14 @@
-// kvdemo: a tour of the library. For now: the system object, the log in both
-// of its line formats, and named threads handing work to each other through
-// events.
+// kvdemo: a tour of the library: the system object, the log in both of its
+// line formats, named threads handing work to each other through events, and
+// the files: drives, standard folders, settings and a watched folder.
 #include "OS.h"
 
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <utility>
+#include <vector>
 #include <unistd.h>
 
 namespace
@@ -86,6 +88,85 @@ namespace
         return OS()->threadMgr()->createThread(args);
     }
 
+    // Hears what changes in the scratch folder, on the watcher's own thread.
+    class ScratchWatcher : public iWatchHandler
+    {
+    public:
+        void handleWatchResult(const Kv::Ptr<iWatchable::Result>& result) override
+        {
+            for (const iWatchable::FileChangeInfo& change : result->changes) {
+                const char* what = change.change == iWatchable::eFileRemoved   ? "removed"
+                                   : change.change == iWatchable::eFileRenamed ? "renamed"
+                                                                               : "modified";
+                std::printf("  watcher: %s %s\n", what, utils()->toUTF8(change.name).c_str());
+            }
+            std::fflush(stdout);
+            batches->set();
+        }
+
+        Kv::Ptr<iThreadEvent> batches = OS()->threadMgr()->createEvent(false, false, nullptr);
+    };
+
+    std::string gigabytes(unsigned long long bytes)
+    {
+        char text[32];
+        std::snprintf(text, sizeof text, "%.1f GB", double(bytes) / 1e9);
+        return text;
+    }
+
+    void filesTour()
+    {
+        iFileManager* files = OS()->fileMgr();
+        std::printf("\nkvdemo: drives\n");
+        const std::pair<iDiskDrive::eType, const char*> kinds[] = {
+            {iDiskDrive::eInternalDrive, "internal"}, {iDiskDrive::eRemovableDrive, "removable"},
+            {iDiskDrive::eNetworkDrive, "network"}};
+        for (const auto& [type, kind] : kinds) {
+            std::vector<Kv::Ptr<iDiskDrive>> drives;
+            files->getDiskDrives(type, drives);
+            for (const Kv::Ptr<iDiskDrive>& drive : drives)
+                std::printf("  %-9s %-28s %s free of %s\n", kind, utils()->toUTF8(drive->getPath()).c_str(),
+                            gigabytes(drive->getFreeSpace()).c_str(), gigabytes(drive->getCapacity()).c_str());
+        }
+
+        std::printf("\nkvdemo: standard folders\n");
+        const std::pair<iShell::eFolderLocation, const char*> folders[] = {
+            {iShell::eHome, "home"}, {iShell::eDocuments, "documents"}, {iShell::eMovies, "movies"},
+            {iShell::ePictures, "pictures"}, {iShell::eMusic, "music"}, {iShell::eDownloads, "downloads"},
+            {iShell::eResources, "resources"}};
+        for (const auto& [location, label] : folders)
+            std::printf("  %-10s %s\n", label, utils()->toUTF8(OS()->shell()->getFolderLocation(location)).c_str());
+
+        // A store of its own in a scratch home would need a second process: the
+        // tour uses the user's global store and takes its value out again.
+        Kv::Ptr<iSettings> settings = OS()->shell()->getSettings(iSettings::eGlobalSettings);
+        settings->setValue("kvdemo.lastRun", "now", nullptr);
+        std::printf("\nkvdemo: settings: wrote kvdemo.lastRun, read back \"%s\" from [Configuration]\n",
+                    settings->getValue("kvdemo.lastRun", "missing", "Configuration").c_str());
+        settings->removeValue("kvdemo.lastRun", nullptr);
+
+        char scratch[] = "/tmp/kvdemo-watch-XXXXXX";
+        if (!mkdtemp(scratch))
+            return;
+        std::printf("\nkvdemo: watching %s while a file there changes\n", scratch);
+        std::fflush(stdout);
+        Kv::Ptr<ScratchWatcher> watcher(new ScratchWatcher);
+        const LightweightString<wchar_t> folder = utils()->fromUTF8(scratch, -1);
+        Kv::Ptr<iWatchable> watch = files->createWatchable(watcher, folder);
+        const LightweightString<wchar_t> clip = folder + L"/clip.txt";
+        Kv::Ptr<iFile> file = files->openFile(clip, iFile::eAccessWrite, iFile::eCreateAlways, iFile::eShareNone, 0);
+        char text[] = "take one";
+        file->write(text, sizeof text - 1);
+        file = Kv::Ptr<iFile>();
+        watcher->batches->wait(2000);
+        files->moveFile(clip, folder + L"/take1.txt", false);
+        watcher->batches->wait(2000);
+        files->deleteFile(folder + L"/take1.txt");
+        watcher->batches->wait(2000);
+        watch = Kv::Ptr<iWatchable>();
+        files->deleteDirectory(folder);
+    }
+
     // The log carries the full date when the application is a "reelTale"
     // one: run this program once more under such a name to show that format.
     void showDatedLogFormat(const char* self)
@@ -131,6 +212,8 @@ int main(int argc, char** argv)
     }
     for (auto& thread : threads)
         thread->waitForCompletion(iWaitable::kInfinite);
+
+    filesTour();
 
     const LightweightString<wchar_t> title = utils()->fromUTF8("Proxies \xE2\x86\x92 Montage \xF0\x9F\x8E\xAC", -1);
     std::printf("\nkvdemo: %d frames decoded by threads %u to %u; a title of %u characters survives UTF-8: %s\n",
