@@ -215,8 +215,9 @@ protected:
 
     void TearDown() override
     {
-        while (mounts > 0 && umount(point.c_str()) == 0)
-            --mounts;
+        // Detached, so that a failed test never leaves a mount behind.
+        for (; mounts > 0; --mounts)
+            umount2(point.c_str(), MNT_DETACH);
         ScratchFolder::TearDown();
     }
 
@@ -266,5 +267,7 @@ TEST_F(MountedVolume, AFolderMountedTwiceIsOneDrive)
     EXPECT_EQ(std::count_if(internal.begin(), internal.end(),
                             [&](const auto& drive) { return ScratchFolder::narrow(drive->getPath()) == folder; }),
               1);
-    EXPECT_EQ(files()->openDriveByID(folder.c_str())->getCapacity(), 2u * 1024u * 1024u) << "the topmost one";
+    const Kv::Ptr<iDiskDrive> drive = files()->openDriveByID(folder.c_str());
+    ASSERT_TRUE(drive);
+    EXPECT_EQ(drive->getCapacity(), 2u * 1024u * 1024u) << "the topmost one";
 }

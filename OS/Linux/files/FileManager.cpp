@@ -402,7 +402,8 @@ void FileManager::getDiskDrives(iDiskDrive::eType type, std::vector<Kv::Ptr<iDis
             drives.push_back(drive);
         }
     }
-    for (const LibmountVolumeTable::Volume& volume : LibmountVolumeTable().volumes()) {
+    const LibmountVolumeTable table;
+    for (const LibmountVolumeTable::Volume& volume : table.volumes()) {
         if (volume.hidden)
             continue;
         const bool wanted = (type == iDiskDrive::eInternalDrive && volume.bus == LibmountVolumeTable::eInternalBus) ||
