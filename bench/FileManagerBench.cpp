@@ -50,6 +50,7 @@ namespace
         return folder.path;
     }
 
+    // Closes on every way out of a set-up that fails half-way.
     class Descriptor
     {
     public:
@@ -201,7 +202,8 @@ namespace
     {
         state.PauseTiming();
         struct stat status;
-        const bool whole = stat(destination.c_str(), &status) == 0 && static_cast<unsigned long long>(status.st_size) == kFileBytes;
+        const bool whole =
+            stat(destination.c_str(), &status) == 0 && static_cast<unsigned long long>(status.st_size) == kFileBytes;
         unlink(destination.c_str());
         state.ResumeTiming();
         if (!whole)
