@@ -25,6 +25,7 @@
 #include "iSemaphore.h"
 #include "iSettings.h"
 #include "iShell.h"
+#include "iSystemInfo.h"
 #include "iThread.h"
 #include "iThreadAtomics.h"
 #include "iThreadEvent.h"

@@ -141,6 +141,8 @@ public:
     {
         return LightweightString<wchar_t>();
     }
+    // "smb://", the separator, this computer's name, then the name.
+    virtual LightweightString<wchar_t> getUniversalName(const LightweightString<wchar_t>& name) const = 0;
     virtual LightweightString<wchar_t> getCurrentDirectory() const = 0;
     virtual bool setCurrentDirectory(const LightweightString<wchar_t>& name) = 0;
     virtual wchar_t getPathSeparator() const = 0;

@@ -8,6 +8,7 @@ class iUtils;
 class iFileManager;
 class iThreadManager;
 class iThreadAtomics;
+class iSystemInfo;
 class iShell;
 
 // The one system object. It owns every manager of the library for the life of
@@ -23,6 +24,7 @@ public:
     virtual iFileManager* fileMgr() = 0;
     virtual iThreadManager* threadMgr() = 0;
     virtual iThreadAtomics* threadAtomics() = 0;
+    virtual iSystemInfo* systemInfo() = 0;
     virtual iShell* shell() = 0;
 };
 

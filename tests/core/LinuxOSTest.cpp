@@ -26,8 +26,9 @@ TEST(LinuxOS, MembersLieInsideInConstructionOrder)
     iOperatingSystem* system = OS();
     const auto* begin = reinterpret_cast<const char*>(dynamic_cast<LinuxOS*>(system));
     const auto* end = begin + sizeof(LinuxOS);
-    const void* members[] = {system->fileMgr(), system->memMgr(), system->heap(), system->utils(),
-                             system->threadMgr(), system->threadAtomics()};
+    const void* members[] = {system->fileMgr(),      system->memMgr(),     system->heap(),
+                             system->utils(),        system->threadMgr(),  system->threadAtomics(),
+                             system->systemInfo(),   system->shell()};
     const char* previous = begin;
     for (const void* member : members) {
         const auto* address = static_cast<const char*>(member);

@@ -54,6 +54,12 @@ TEST(FileManager, NetworkNamesAndPaths)
     EXPECT_TRUE(FileManager::extMatch("clip.MOV", ".mov"));
     EXPECT_FALSE(FileManager::extMatch(".mov", ".mov"));
     EXPECT_FALSE(FileManager::extMatch(nullptr, ".mov"));
+
+    char host[256] = {};
+    gethostname(host, sizeof host - 1);
+    const std::string shortHost = std::string(host).substr(0, std::string(host).find('.'));
+    EXPECT_EQ(ScratchFolder::narrow(OS()->fileMgr()->getUniversalName(L"/share/clip.mov")),
+              "smb:///" + shortHost + "/share/clip.mov");
 }
 
 TEST(FileManager, PatternsMatchWithoutBacktracking)

@@ -25,6 +25,8 @@ iThreadManager* LinuxOS::threadMgr() { return &threadManager_; }
 
 iThreadAtomics* LinuxOS::threadAtomics() { return &threadAtomics_; }
 
+iSystemInfo* LinuxOS::systemInfo() { return &systemInfo_; }
+
 iShell* LinuxOS::shell() { return &shell_; }
 
 namespace

@@ -2,6 +2,7 @@
 
 #include "../files/FileManager.h"
 #include "../system/Shell.h"
+#include "../system/SystemInfo.h"
 #include "../threads/ThreadManager.h"
 #include "MemoryManager.h"
 #include "OsHeap.h"
@@ -25,6 +26,7 @@ public:
     iFileManager* fileMgr() override;
     iThreadManager* threadMgr() override;
     iThreadAtomics* threadAtomics() override;
+    iSystemInfo* systemInfo() override;
     iShell* shell() override;
 
 private:
@@ -36,5 +38,6 @@ private:
     ThreadAtomics threadAtomics_;
     // This host has no autorelease pools: the member stands empty.
     void* autoreleasePool_ = nullptr;
+    SystemInfo systemInfo_;
     Shell shell_;
 };

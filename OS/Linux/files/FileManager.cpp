@@ -10,6 +10,7 @@
 #include "Watchable.h"
 #include "iOperatingSystem.h"
 #include "iShell.h"
+#include "iSystemInfo.h"
 #include "iUtils.h"
 
 #include <algorithm>
@@ -489,6 +490,12 @@ bool FileManager::isWritable(const LightweightString<wchar_t>& folder) const
 {
     return bool(openFile(folder + L".WriteTest", iFile::eAccessWrite, iFile::eCreateNew, iFile::eShareNone,
                          iFile::eDeleteOnClose));
+}
+
+// A leading "/" on the name gives three slashes after "smb:", as it always has.
+LightweightString<wchar_t> FileManager::getUniversalName(const LightweightString<wchar_t>& name) const
+{
+    return OS()->utils()->widen("smb://") + getPathSeparator() + OS()->systemInfo()->getComputerName() + name;
 }
 
 LightweightString<wchar_t> FileManager::getCurrentDirectory() const { return LightweightString<wchar_t>(); }

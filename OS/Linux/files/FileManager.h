@@ -51,6 +51,7 @@ public:
                                         eTimeDisplay clock) const override;
     unsigned long long timeNow() const override;
     bool isWritable(const LightweightString<wchar_t>& folder) const override;
+    LightweightString<wchar_t> getUniversalName(const LightweightString<wchar_t>& name) const override;
     LightweightString<wchar_t> getCurrentDirectory() const override;
     bool setCurrentDirectory(const LightweightString<wchar_t>& name) override;
     wchar_t getPathSeparator() const override;
