@@ -12,6 +12,14 @@ namespace
 {
     const wchar_t kVirtualPrefix[] = L"Virtual:";
     constexpr unsigned kPrefixLength = sizeof kVirtualPrefix / sizeof kVirtualPrefix[0] - 1;
+
+    // Where the ID ends in a virtual name; npos for any other name.
+    unsigned separatingSpace(const LightweightString<wchar_t>& name)
+    {
+        if (!name.startsWith(kVirtualPrefix, true))
+            return LightweightString<wchar_t>::npos;
+        return name.find(L" ", 0);
+    }
 }
 
 // The section is made anew outside any lock: a holder of the old one keeps
@@ -39,9 +47,7 @@ bool FileProviderManager::isVirtual(const LightweightString<wchar_t>& name) cons
 
 LightweightString<wchar_t> FileProviderManager::getProviderID(const LightweightString<wchar_t>& name) const
 {
-    if (!isVirtual(name))
-        return LightweightString<wchar_t>();
-    const unsigned space = name.find(L" ", 0);
+    const unsigned space = separatingSpace(name);
     if (space == LightweightString<wchar_t>::npos)
         return LightweightString<wchar_t>();
     return name.substr(kPrefixLength, space - kPrefixLength);
@@ -49,9 +55,7 @@ LightweightString<wchar_t> FileProviderManager::getProviderID(const LightweightS
 
 LightweightString<wchar_t> FileProviderManager::getVirtualTarget(const LightweightString<wchar_t>& name) const
 {
-    if (!isVirtual(name))
-        return LightweightString<wchar_t>();
-    const unsigned space = name.find(L" ", 0);
+    const unsigned space = separatingSpace(name);
     if (space == LightweightString<wchar_t>::npos)
         return LightweightString<wchar_t>();
     return name.substr(space + 1, LightweightString<wchar_t>::npos);

@@ -8,50 +8,33 @@
 
 namespace
 {
+    // The XDG user directories, with the usual folder under the home for a
+    // desktop that names none. Movies is the Videos folder.
     struct UserFolder
     {
+        iShell::eFolderLocation location;
         GUserDirectory directory;
-        const char* usualName; // under the home, where the desktop names none
+        const char* usualName;
     };
 
-    // The XDG user directories; Movies is the Videos folder.
-    bool userFolderFor(iShell::eFolderLocation location, UserFolder& folder)
-    {
-        switch (location) {
-        case iShell::eDocuments:
-            folder = {G_USER_DIRECTORY_DOCUMENTS, "Documents"};
-            return true;
-        case iShell::eDesktop:
-            folder = {G_USER_DIRECTORY_DESKTOP, "Desktop"};
-            return true;
-        case iShell::eMovies:
-            folder = {G_USER_DIRECTORY_VIDEOS, "Videos"};
-            return true;
-        case iShell::ePictures:
-            folder = {G_USER_DIRECTORY_PICTURES, "Pictures"};
-            return true;
-        case iShell::eMusic:
-            folder = {G_USER_DIRECTORY_MUSIC, "Music"};
-            return true;
-        case iShell::eDownloads:
-            folder = {G_USER_DIRECTORY_DOWNLOAD, "Downloads"};
-            return true;
-        default:
-            return false;
-        }
-    }
+    constexpr UserFolder kUserFolders[] = {
+        {iShell::eDocuments, G_USER_DIRECTORY_DOCUMENTS, "Documents"},
+        {iShell::eDesktop, G_USER_DIRECTORY_DESKTOP, "Desktop"},
+        {iShell::eMovies, G_USER_DIRECTORY_VIDEOS, "Videos"},
+        {iShell::ePictures, G_USER_DIRECTORY_PICTURES, "Pictures"},
+        {iShell::eMusic, G_USER_DIRECTORY_MUSIC, "Music"},
+        {iShell::eDownloads, G_USER_DIRECTORY_DOWNLOAD, "Downloads"},
+    };
 }
 
 LightweightString<wchar_t> Shell::getFolderLocation(eFolderLocation location) const
 {
     if (location == eResources)
         return OS()->fileMgr()->getAppPath() + L"../Resources/";
-    const char* home = g_get_home_dir();
-    LightweightString<char> path(home);
-    UserFolder folder;
-    if (userFolderFor(location, folder)) {
-        // A desktop without user-dirs configuration names no folder: the usual
-        // one under the home stands in for it.
+    LightweightString<char> path(g_get_home_dir());
+    for (const UserFolder& folder : kUserFolders) {
+        if (folder.location != location)
+            continue;
         const char* named = g_get_user_special_dir(folder.directory);
         path = named ? LightweightString<char>(named) : path + "/" + folder.usualName;
     }
