@@ -1,6 +1,7 @@
 #pragma once
 
-// A fixed array with a count: no allocation, for hot paths.
+// Inline storage for exactly N elements and a count: no allocation, for hot
+// paths. All N elements are built with the vector, so a push is an assignment.
 template <class T, unsigned N>
 class FixedSizeVector
 {
@@ -16,8 +17,16 @@ public:
     const T* begin() const noexcept { return items; }
     const T* end() const noexcept { return items + count; }
 
-    // The caller checks full() first.
-    void push_back(const T& item) noexcept { items[count++] = item; }
+    // False, storing nothing, when the vector is full.
+    bool push_back(const T& item)
+    {
+        if (full())
+            return false;
+        items[count++] = item;
+        return true;
+    }
+
+    void clear() noexcept { count = 0; }
 
     // Removes the first equal element and closes the gap in order; an absent
     // element changes nothing.
