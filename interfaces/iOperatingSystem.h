@@ -9,6 +9,7 @@ class iFileManager;
 class iThreadManager;
 class iThreadAtomics;
 class iSystemInfo;
+class iImageManager;
 class iShell;
 
 // The one system object. It owns every manager of the library for the life of
@@ -25,6 +26,7 @@ public:
     virtual iThreadManager* threadMgr() = 0;
     virtual iThreadAtomics* threadAtomics() = 0;
     virtual iSystemInfo* systemInfo() = 0;
+    virtual iImageManager* imageManager() = 0;
     virtual iShell* shell() = 0;
 };
 

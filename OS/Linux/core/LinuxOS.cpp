@@ -27,6 +27,8 @@ iThreadAtomics* LinuxOS::threadAtomics() { return &threadAtomics_; }
 
 iSystemInfo* LinuxOS::systemInfo() { return &systemInfo_; }
 
+iImageManager* LinuxOS::imageManager() { return &imageManager_; }
+
 iShell* LinuxOS::shell() { return &shell_; }
 
 namespace

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "../files/FileManager.h"
+#include "../graphics/ImageManager.h"
 #include "../system/Shell.h"
 #include "../system/SystemInfo.h"
 #include "../threads/ThreadManager.h"
@@ -27,6 +28,7 @@ public:
     iThreadManager* threadMgr() override;
     iThreadAtomics* threadAtomics() override;
     iSystemInfo* systemInfo() override;
+    iImageManager* imageManager() override;
     iShell* shell() override;
 
 private:
@@ -40,4 +42,5 @@ private:
     void* autoreleasePool_ = nullptr;
     SystemInfo systemInfo_;
     Shell shell_;
+    ImageManager imageManager_;
 };
