@@ -29,6 +29,7 @@
 #include "iImage.h"
 #include "iImageBase.h"
 #include "iImageManager.h"
+#include "iMediaServices.h"
 #include "iMemHolder.h"
 #include "iMemoryManager.h"
 #include "iMutex.h"

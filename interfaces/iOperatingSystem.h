@@ -11,6 +11,7 @@ class iThreadAtomics;
 class iSystemInfo;
 class iImageManager;
 class iShell;
+class iMediaServices;
 
 // The one system object. It owns every manager of the library for the life of
 // the process; each accessor is a pointer into it and never fails.
@@ -26,6 +27,7 @@ public:
     virtual iThreadManager* threadMgr() = 0;
     virtual iThreadAtomics* threadAtomics() = 0;
     virtual iSystemInfo* systemInfo() = 0;
+    virtual iMediaServices* mediaServices() = 0;
     virtual iImageManager* imageManager() = 0;
     virtual iShell* shell() = 0;
 };

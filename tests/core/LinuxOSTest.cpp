@@ -28,7 +28,8 @@ TEST(LinuxOS, MembersLieInsideInConstructionOrder)
     const auto* end = begin + sizeof(LinuxOS);
     const void* members[] = {system->fileMgr(),      system->memMgr(),     system->heap(),
                              system->utils(),        system->threadMgr(),  system->threadAtomics(),
-                             system->systemInfo(),   system->shell()};
+                             system->systemInfo(),   system->shell(),      system->mediaServices(),
+                             system->imageManager()};
     const char* previous = begin;
     for (const void* member : members) {
         const auto* address = static_cast<const char*>(member);

@@ -27,6 +27,8 @@ iThreadAtomics* LinuxOS::threadAtomics() { return &threadAtomics_; }
 
 iSystemInfo* LinuxOS::systemInfo() { return &systemInfo_; }
 
+iMediaServices* LinuxOS::mediaServices() { return &mediaServices_; }
+
 iImageManager* LinuxOS::imageManager() { return &imageManager_; }
 
 iShell* LinuxOS::shell() { return &shell_; }

@@ -2,6 +2,7 @@
 
 #include "../files/FileManager.h"
 #include "../graphics/ImageManager.h"
+#include "../graphics/MediaServices.h"
 #include "../system/Shell.h"
 #include "../system/SystemInfo.h"
 #include "../threads/ThreadManager.h"
@@ -28,6 +29,7 @@ public:
     iThreadManager* threadMgr() override;
     iThreadAtomics* threadAtomics() override;
     iSystemInfo* systemInfo() override;
+    iMediaServices* mediaServices() override;
     iImageManager* imageManager() override;
     iShell* shell() override;
 
@@ -42,5 +44,6 @@ private:
     void* autoreleasePool_ = nullptr;
     SystemInfo systemInfo_;
     Shell shell_;
+    MediaServices mediaServices_;
     ImageManager imageManager_;
 };
