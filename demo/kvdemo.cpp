@@ -1,6 +1,7 @@
 // kvdemo: a tour of the library: the system object, the log in both of its
 // line formats, named threads handing work to each other through events, and
-// the files: drives, standard folders, settings and a watched folder.
+// the files: drives, standard folders, settings and a watched folder, and a
+// 2D sheet of every primitive saved as kvdemo-2d.png.
 #include "OS.h"
 
 #include <cstdio>
@@ -167,6 +168,141 @@ namespace
         files->deleteDirectory(folder);
     }
 
+    NormalisedRGB rgb(int red, int green, int blue, float alpha = 1.0f)
+    {
+        return NormalisedRGB(red / 255.0f, green / 255.0f, blue / 255.0f, alpha);
+    }
+
+    // A small colour swatch, written as PNG and JPEG and read back, so that the
+    // sheet shows images the library decoded itself.
+    std::vector<Kv::Ptr<iHostImage>> swatchesFromFiles(const std::string& folder)
+    {
+        const Kv::Ptr<iHostImage> swatch = OS()->mediaServices()->createHostSurface(XY<int>(120, 80));
+        {
+            Kv::Ptr<iPixelGuard> pixels = swatch->lock();
+            for (int y = 0; y < 80; ++y)
+                for (int x = 0; x < 120; ++x) {
+                    unsigned char* bgra = pixels->getPixels() + y * pixels->getStride() + x * 4;
+                    bgra[0] = static_cast<unsigned char>(255 - x * 2);
+                    bgra[1] = static_cast<unsigned char>(y * 3);
+                    bgra[2] = static_cast<unsigned char>(x * 2);
+                    bgra[3] = 255;
+                }
+        }
+        std::vector<Kv::Ptr<iHostImage>> loaded;
+        for (const char* format : {"png", "jpeg"}) {
+            const LightweightString<wchar_t> path = utils()->fromUTF8((folder + "/swatch." + format).c_str(), -1);
+            if (OS()->imageManager()->saveImage(swatch, path, 90))
+                loaded.push_back(OS()->imageManager()->loadImage(path, format));
+            OS()->fileMgr()->deleteFile(path);
+        }
+        return loaded;
+    }
+
+    void drawSheet(iGraphicPrimitivesRenderer& renderer, const std::vector<Kv::Ptr<iHostImage>>& swatches)
+    {
+        RectDescription background;
+        background.rect = {0, 0, 960, 540};
+        background.colour = rgb(245, 243, 238);
+        RectDescription gradient;
+        gradient.rect = {20, 20, 300, 120};
+        gradient.colour = rgb(40, 90, 200);
+        gradient.gradientEnd = rgb(230, 80, 60);
+        gradient.gradient = 1;
+        const RectDescription rects[] = {background, gradient};
+        renderer.renderMulti(rects, 2);
+
+        RoundedRectDescription rounded;
+        rounded.rect = {320, 20, 520, 120};
+        rounded.fill = rgb(250, 210, 90);
+        rounded.border = rgb(90, 60, 20);
+        rounded.radius = 16;
+        rounded.borderWidth = 3;
+        rounded.corners = 15;
+        renderer.renderMulti(&rounded, 1);
+
+        EllipseDescription ellipses[2];
+        ellipses[0].rect = {540, 20, 680, 120};
+        ellipses[0].style = 2;
+        ellipses[0].fill = rgb(120, 200, 140);
+        ellipses[0].outline = rgb(20, 80, 40);
+        ellipses[0].lineWidth = 3;
+        ellipses[0].endAngle = 360;
+        ellipses[1] = ellipses[0];
+        ellipses[1].rect = {700, 20, 840, 120};
+        ellipses[1].style = 1;
+        ellipses[1].startAngle = 30;
+        ellipses[1].endAngle = 270;
+        renderer.renderMulti(ellipses, 2);
+
+        LineDescription lines[2];
+        for (int i = 0; i < 2; ++i) {
+            lines[i].start = XY<int>(20, 150 + i * 30);
+            lines[i].end = XY<int>(460, 150 + i * 30);
+            lines[i].colour = lines[i].colour2 = rgb(30, 30, 30);
+            lines[i].width = 3;
+            lines[i].style = unsigned(i); // solid, then dashed
+            lines[i].flag = 1;
+        }
+        renderer.renderMulti(lines, 2);
+
+        BezierCurveDescription curve;
+        curve.start = XY<int>(480, 200);
+        curve.end = XY<int>(900, 200);
+        curve.control1 = XY<int>(600, 120);
+        curve.control2 = XY<int>(780, 280);
+        curve.colour = rgb(160, 40, 160);
+        curve.width = 4;
+        renderer.renderMulti(&curve, 1);
+
+        std::vector<ImageDescription> images;
+        for (size_t i = 0; i < swatches.size(); ++i)
+            if (swatches[i])
+                images.emplace_back(Kv::Ptr<iImageBase>(swatches[i]), XY<int>(20 + int(i) * 140, 240),
+                                    Kv::Rectangle<int>{0, 0, 120, 80}, true);
+        renderer.renderMulti(images.data(), unsigned(images.size()));
+
+        AlphaRectDescription veil;
+        veil.rect = {60, 260, 240, 300};
+        veil.colour = rgb(255, 255, 255, 0.5f);
+        renderer.renderMulti(&veil, 1);
+
+        const std::pair<const wchar_t*, int> families[] = {{L"DejaVu Sans", 400}, {L"DejaVu Sans Mono", 470}};
+        std::vector<TextDescription> texts;
+        for (const auto& [family, baseline] : families) {
+            Kv::Ptr<iFont> font = OS()->mediaServices()->createHostSurfaceFont(family, 32, 0);
+            TextDescription text(LightweightString<wchar_t>(family) + L": Proxies \u2192 Montage", XY<int>(320, baseline),
+                                 rgb(20, 20, 20), TextAlignment(), font);
+            text.selectionColour = rgb(150, 190, 250);
+            text.selectionStart = 0;
+            text.selectionEnd = 11;
+            text.underline = 1;
+            texts.push_back(text);
+        }
+        renderer.renderMulti(texts.data(), unsigned(texts.size()));
+    }
+
+    void drawingTour()
+    {
+        char scratch[] = "/tmp/kvdemo-2d-XXXXXX";
+        if (!mkdtemp(scratch))
+            return;
+        const std::vector<Kv::Ptr<iHostImage>> swatches = swatchesFromFiles(scratch);
+        rmdir(scratch);
+        const Kv::Ptr<iHostImage> sheet = OS()->mediaServices()->createHostSurface(XY<int>(960, 540));
+        {
+            Kv::Ptr<iGraphicPrimitivesRenderer> renderer = sheet->getPrimitivesRenderer(false);
+            if (!renderer) {
+                std::printf("\nkvdemo: no 2D renderer on this host image\n");
+                return;
+            }
+            drawSheet(*renderer, swatches);
+        }
+        const bool saved = OS()->imageManager()->saveImage(sheet, L"kvdemo-2d.png", 0);
+        std::printf("\nkvdemo: drew every primitive, text in two families and %zu decoded images; %s\n",
+                    swatches.size(), saved ? "saved kvdemo-2d.png" : "could not save kvdemo-2d.png");
+    }
+
     // The log carries the full date when the application is a "reelTale"
     // one: run this program once more under such a name to show that format.
     void showDatedLogFormat(const char* self)
@@ -214,6 +350,7 @@ int main(int argc, char** argv)
         thread->waitForCompletion(iWaitable::kInfinite);
 
     filesTour();
+    drawingTour();
 
     const LightweightString<wchar_t> title = utils()->fromUTF8("Proxies \xE2\x86\x92 Montage \xF0\x9F\x8E\xAC", -1);
     std::printf("\nkvdemo: %d frames decoded by threads %u to %u; a title of %u characters survives UTF-8: %s\n",
