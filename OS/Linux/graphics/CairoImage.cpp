@@ -3,6 +3,7 @@
 #include "CairoImageLock.h"
 #include "CriticalSectionLock.h"
 #include "DataGuard.h"
+#include "GraphicPrimitivesRenderer.h"
 #include "JpegCodec.h"
 #include "PngCodec.h"
 #include "iOperatingSystem.h"
@@ -127,7 +128,10 @@ Kv::Ptr<iGraphicPrimitivesRenderer> CairoImage::getPrimitivesRenderer(bool)
 {
     if (!context_)
         createContext();
-    return nullptr;
+    // A decoded image has no pixels to draw into until its first lock.
+    if (!context_)
+        return nullptr;
+    return Kv::Ptr<iGraphicPrimitivesRenderer>(new GraphicPrimitivesRenderer(context_, physicalSize_, 1.0f));
 }
 
 Kv::Ptr<iImage> CairoImage::createCompatibleImage(const XY<int>& size)

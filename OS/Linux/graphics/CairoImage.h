@@ -35,7 +35,10 @@ public:
     XY<int> getSize() const override { return size_; }
     unsigned int getBitsPerPixel() const override { return bitsPerPixel_; }
     unsigned int getBitsPerComponent() const override { return bitsPerComponent_; }
-    // Null until the 2D renderer exists.
+    // A new renderer on the image's one context, in device pixels. Null while
+    // there are no pixels to draw into: a decoded image not yet locked, or
+    // pixels that are not 32 bits. Renderers on one image share its context,
+    // so they must be let go in the reverse order of their making.
     Kv::Ptr<iGraphicPrimitivesRenderer> getPrimitivesRenderer(bool forceSoftware) override;
     Kv::Ptr<iImage> createCompatibleImage(const XY<int>& size) override;
     Kv::Ptr<iPixelGuard> lock() override;
