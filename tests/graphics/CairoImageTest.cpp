@@ -1,5 +1,6 @@
 #include "CairoImage.h"
 #include "CairoSurfaceWrapper.h"
+#include "ImageTestSupport.h"
 #include "OS.h"
 
 #include <gtest/gtest.h>
@@ -12,42 +13,11 @@
 
 namespace
 {
-    class CairoImageTest : public testing::Test
+    class CairoImageTest : public ImageScratchFolder
     {
     protected:
-        void SetUp() override
-        {
-            char pattern[] = "/tmp/kvos-cairo-image-XXXXXX";
-            ASSERT_NE(mkdtemp(pattern), nullptr);
-            folder = pattern;
-        }
-        void TearDown() override { std::filesystem::remove_all(folder); }
-
-        LightweightString<wchar_t> wide(const std::string& path) const
-        {
-            return OS()->utils()->fromUTF8(path.c_str(), -1);
-        }
-
-        // A 2 by 1 RGBA PNG: opaque red, then blue at half alpha (straight).
-        std::string writeTwoPixelPng() const
-        {
-            const std::string path = folder + "/two.png";
-            FILE* file = std::fopen(path.c_str(), "wb");
-            png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
-            png_infop info = png_create_info_struct(png);
-            png_init_io(png, file);
-            png_set_IHDR(png, info, 2, 1, 8, PNG_COLOR_TYPE_RGB_ALPHA, PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT,
-                         PNG_FILTER_TYPE_DEFAULT);
-            png_write_info(png, info);
-            png_byte row[] = {255, 0, 0, 255, 0, 0, 200, 128};
-            png_write_row(png, row);
-            png_write_end(png, nullptr);
-            png_destroy_write_struct(&png, &info);
-            std::fclose(file);
-            return path;
-        }
-
-        std::string folder;
+        static LightweightString<wchar_t> wide(const std::string& path) { return wideOf(path); }
+        std::string writeTwoPixelPng() const { return ImageScratchFolder::writeTwoPixelPng(200); }
     };
 
     std::vector<int> bytesOf(const unsigned char* pixels, int count)

@@ -2,6 +2,7 @@
 #include "Font.h"
 #include "GraphicPrimitives.h"
 #include "GraphicPrimitivesRenderer.h"
+#include "ImageTestSupport.h"
 #include "OS.h"
 #include "Region.h"
 #include "iImageManager.h"
@@ -42,17 +43,9 @@ namespace
         return record;
     }
 
-    class GraphicPrimitivesRendererTest : public testing::Test
+    class GraphicPrimitivesRendererTest : public ImageScratchFolder
     {
     protected:
-        void SetUp() override
-        {
-            char pattern[] = "/tmp/kvos-renderer-XXXXXX";
-            ASSERT_NE(mkdtemp(pattern), nullptr);
-            folder = pattern;
-        }
-        void TearDown() override { std::filesystem::remove_all(folder); }
-
         // An image of the size, painted all over in background.
         Kv::Ptr<CairoImage> canvas(int width, int height, const NormalisedRGB& background = kBlack)
         {
@@ -78,35 +71,14 @@ namespace
             return std::vector<unsigned char>(bytes, bytes + pixels->getStride() * pixels->getSize().y);
         }
 
-        LightweightString<wchar_t> wide(const std::string& path) const
-        {
-            return OS()->utils()->fromUTF8(path.c_str(), -1);
-        }
-
-        // 2 by 1: opaque red, then blue at alpha 128 (straight).
-        std::string writePng() const
-        {
-            const std::string path = folder + "/two.png";
-            FILE* file = std::fopen(path.c_str(), "wb");
-            png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
-            png_infop info = png_create_info_struct(png);
-            png_init_io(png, file);
-            png_set_IHDR(png, info, 2, 1, 8, PNG_COLOR_TYPE_RGB_ALPHA, PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT,
-                         PNG_FILTER_TYPE_DEFAULT);
-            png_write_info(png, info);
-            png_byte row[] = {255, 0, 0, 255, 0, 0, 255, 128};
-            png_write_row(png, row);
-            png_write_end(png, nullptr);
-            png_destroy_write_struct(&png, &info);
-            std::fclose(file);
-            return path;
-        }
+        static LightweightString<wchar_t> wide(const std::string& path) { return wideOf(path); }
+        std::string writePng() const { return writeTwoPixelPng(255); }
 
         // 16 by 8: black on the left half, white on the right, each half one
         // whole block, so that the decoder gives the colours back exactly.
         std::string writeJpeg() const
         {
-            const std::string path = folder + "/halves.jpg";
+            const std::string path = this->path("halves.jpg");
             FILE* file = std::fopen(path.c_str(), "wb");
             jpeg_compress_struct compressor;
             jpeg_error_mgr errors;
@@ -132,7 +104,6 @@ namespace
             return path;
         }
 
-        std::string folder;
     };
 
     // A font that is not the host's: the 2D renderer cannot draw it.

@@ -1,4 +1,5 @@
 #include "CairoImage.h"
+#include "ImageTestSupport.h"
 #include "OS.h"
 
 #include <gtest/gtest.h>
@@ -15,22 +16,11 @@
 
 namespace
 {
-    class ImageManagerTest : public testing::Test
+    class ImageManagerTest : public ImageScratchFolder
     {
     protected:
-        void SetUp() override
-        {
-            char pattern[] = "/tmp/kvos-image-manager-XXXXXX";
-            ASSERT_NE(mkdtemp(pattern), nullptr);
-            folder = pattern;
-        }
-        void TearDown() override { std::filesystem::remove_all(folder); }
-
-        LightweightString<wchar_t> wide(const std::string& name) const
-        {
-            return OS()->utils()->fromUTF8((folder + "/" + name).c_str(), -1);
-        }
-        std::string path(const std::string& name) const { return folder + "/" + name; }
+        // A name in the scratch folder, in the library's wide form.
+        LightweightString<wchar_t> wide(const std::string& name) const { return wideOf(path(name)); }
 
         // Premultiplied B, G, R, A: opaque red, half-transparent blue, clear,
         // then a gradient for the lossy format.
@@ -78,7 +68,6 @@ namespace
         }
 
         iImageManager* manager = OS()->imageManager();
-        std::string folder;
     };
 
     std::vector<int> bytesOf(const unsigned char* pixels, int count)

@@ -1,5 +1,7 @@
 #include "JpegCodec.h"
 
+#include "StdioFile.h"
+
 #include <csetjmp>
 #include <cstdio>
 #include <jerror.h>
@@ -33,30 +35,6 @@ namespace
         error.manager.error_exit = jumpOnError;
         error.manager.emit_message = quietMessage;
     }
-
-    class StdioFile
-    {
-    public:
-        StdioFile(const char* path, const char* mode) : file_(std::fopen(path, mode)) {}
-        ~StdioFile()
-        {
-            if (file_)
-                std::fclose(file_);
-        }
-        StdioFile(const StdioFile&) = delete;
-        StdioFile& operator=(const StdioFile&) = delete;
-
-        FILE* get() const { return file_; }
-        bool close()
-        {
-            const bool closed = std::fclose(file_) == 0;
-            file_ = nullptr;
-            return closed;
-        }
-
-    private:
-        FILE* file_;
-    };
 
     // The setjmp targets hold no C++ objects, so a longjmp skips no destructor.
     bool readHeader(jpeg_decompress_struct& decoder, JpegError& error, FILE* file)

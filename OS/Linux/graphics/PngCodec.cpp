@@ -1,5 +1,7 @@
 #include "PngCodec.h"
 
+#include "StdioFile.h"
+
 #include <png.h>
 
 #include <cstdio>
@@ -14,31 +16,6 @@ namespace
     }
 
     void quietWarning(png_structp, png_const_charp) {}
-
-    class StdioFile
-    {
-    public:
-        StdioFile(const char* path, const char* mode) : file_(std::fopen(path, mode)) {}
-        ~StdioFile()
-        {
-            if (file_)
-                std::fclose(file_);
-        }
-        StdioFile(const StdioFile&) = delete;
-        StdioFile& operator=(const StdioFile&) = delete;
-
-        FILE* get() const { return file_; }
-        // For writers: false when the bytes did not all reach the file.
-        bool close()
-        {
-            const bool closed = std::fclose(file_) == 0;
-            file_ = nullptr;
-            return closed;
-        }
-
-    private:
-        FILE* file_;
-    };
 
     // The setjmp targets live in these small functions, which hold no C++
     // objects of their own, so a longjmp from libpng skips no destructor.
