@@ -1,3 +1,4 @@
+#include "BenchScratch.h"
 #include "OS.h"
 
 #include <benchmark/benchmark.h>
@@ -19,36 +20,7 @@ namespace
     constexpr unsigned long long kFileBytes = 256ull << 20;
     constexpr unsigned kListedFiles = 10000;
 
-    // One folder in /tmp holds everything the benchmarks make, and goes with
-    // all of it when the program ends. Made only when a file benchmark runs.
-    class ScratchFolder
-    {
-    public:
-        ScratchFolder()
-        {
-            char pattern[] = "/tmp/kvos_bench_XXXXXX";
-            if (mkdtemp(pattern))
-                path = pattern;
-        }
-
-        ~ScratchFolder()
-        {
-            std::error_code ignored;
-            if (!path.empty())
-                std::filesystem::remove_all(path, ignored);
-        }
-
-        ScratchFolder(const ScratchFolder&) = delete;
-        ScratchFolder& operator=(const ScratchFolder&) = delete;
-
-        std::string path;
-    };
-
-    const std::string& scratch()
-    {
-        static const ScratchFolder folder;
-        return folder.path;
-    }
+    const std::string& scratch() { return benchScratch(); }
 
     // Closes on every way out of a set-up that fails half-way.
     class Descriptor

@@ -1,3 +1,4 @@
+#include "BenchScratch.h"
 #include "OS.h"
 
 #include <benchmark/benchmark.h>
@@ -18,32 +19,7 @@ namespace
     constexpr int kWidth = 3840;
     constexpr int kHeight = 2160;
 
-    class ScratchFolder
-    {
-    public:
-        ScratchFolder()
-        {
-            char pattern[] = "/tmp/kvos_image_bench_XXXXXX";
-            if (mkdtemp(pattern))
-                path = pattern;
-        }
-        ~ScratchFolder()
-        {
-            std::error_code ignored;
-            if (!path.empty())
-                std::filesystem::remove_all(path, ignored);
-        }
-        ScratchFolder(const ScratchFolder&) = delete;
-        ScratchFolder& operator=(const ScratchFolder&) = delete;
-
-        std::string path;
-    };
-
-    const std::string& scratch()
-    {
-        static const ScratchFolder folder;
-        return folder.path;
-    }
+    const std::string& scratch() { return benchScratch(); }
 
     LightweightString<wchar_t> wide(const std::string& path)
     {
