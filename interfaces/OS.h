@@ -15,6 +15,7 @@
 #include "XY.h"
 #include "XYZ.h"
 #include "iCriticalSection.h"
+#include "iCryptography.h"
 #include "iDLL.h"
 #include "iDiskDrive.h"
 #include "iFile.h"

@@ -12,6 +12,7 @@ class iSystemInfo;
 class iImageManager;
 class iShell;
 class iMediaServices;
+class iCryptography;
 
 // The one system object. It owns every manager of the library for the life of
 // the process; each accessor is a pointer into it and never fails.
@@ -30,6 +31,7 @@ public:
     virtual iMediaServices* mediaServices() = 0;
     virtual iImageManager* imageManager() = 0;
     virtual iShell* shell() = 0;
+    virtual iCryptography* cryptography() = 0;
 };
 
 // The library's only entry. The first call builds the system object and is

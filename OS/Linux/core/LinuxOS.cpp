@@ -33,6 +33,8 @@ iImageManager* LinuxOS::imageManager() { return &imageManager_; }
 
 iShell* LinuxOS::shell() { return &shell_; }
 
+iCryptography* LinuxOS::cryptography() { return &cryptography_; }
+
 namespace
 {
     // From malloc, because operator new itself calls OS(). Never freed.

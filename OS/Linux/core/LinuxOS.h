@@ -3,6 +3,7 @@
 #include "../files/FileManager.h"
 #include "../graphics/ImageManager.h"
 #include "../graphics/MediaServices.h"
+#include "../system/Cryptography.h"
 #include "../system/Shell.h"
 #include "../system/SystemInfo.h"
 #include "../threads/ThreadManager.h"
@@ -32,6 +33,7 @@ public:
     iMediaServices* mediaServices() override;
     iImageManager* imageManager() override;
     iShell* shell() override;
+    iCryptography* cryptography() override;
 
 private:
     FileManager fileManager_;
@@ -46,4 +48,6 @@ private:
     Shell shell_;
     MediaServices mediaServices_;
     ImageManager imageManager_;
+    // Last: its constructor hands OpenSSL the heap above.
+    Cryptography cryptography_;
 };

@@ -1,0 +1,386 @@
+#include "OS.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <iterator>
+#include <openssl/err.h>
+#include <string>
+#include <unistd.h>
+
+namespace
+{
+    iCryptography* crypto() { return OS()->cryptography(); }
+
+    std::string hexOf(const std::string& bytes)
+    {
+        static const char digits[] = "0123456789abcdef";
+        std::string hex;
+        for (unsigned char byte : bytes) {
+            hex += digits[byte >> 4];
+            hex += digits[byte & 15];
+        }
+        return hex;
+    }
+
+    std::string bytesOfHex(const std::string& hex)
+    {
+        std::string bytes;
+        for (size_t i = 0; i + 1 < hex.size(); i += 2)
+            bytes += char(std::stoi(hex.substr(i, 2), nullptr, 16));
+        return bytes;
+    }
+
+    // The used bytes of a result; the buffer is the caller's to free.
+    std::string take(const Kv::Ptr<iMemHolder>& result)
+    {
+        std::string bytes(reinterpret_cast<const char*>(result->getBuffer()), result->getUsed());
+        delete[] result->getBuffer();
+        return bytes;
+    }
+
+    const unsigned char* bytesIn(const std::string& bytes)
+    {
+        return reinterpret_cast<const unsigned char*>(bytes.data());
+    }
+
+    std::string hexOf(const unsigned char* bytes, unsigned length)
+    {
+        return hexOf(std::string(reinterpret_cast<const char*>(bytes), length));
+    }
+
+    std::string digestOf(const std::string& text, iCryptography::eHashAlg algorithm)
+    {
+        unsigned char out[64];
+        EXPECT_EQ(crypto()->hash(bytesIn(text), int(text.size()), out, algorithm), 1);
+        const unsigned lengths[] = {16, 20, 28, 32, 48, 64};
+        return hexOf(out, algorithm <= iCryptography::eSHA512 ? lengths[algorithm] : 16);
+    }
+
+    std::string hmacOf(iCryptography::eHMACType type, std::string key, std::string data)
+    {
+        return crypto()
+            ->generateHMAC(type, key.data(), unsigned(key.size()), data.data(), unsigned(data.size()))
+            .c_str();
+    }
+
+    std::string readFile(const std::string& path)
+    {
+        std::ifstream in(path, std::ios::binary);
+        return std::string(std::istreambuf_iterator<char>(in), {});
+    }
+
+    void writeFile(const std::string& path, const std::string& bytes)
+    {
+        std::ofstream(path, std::ios::binary) << bytes;
+    }
+
+    int run(const std::string& command) { return std::system((command + " 2>/dev/null").c_str()); }
+
+    const std::string kNistKey = "603deb1015ca71be2b73aef0857d77811f352c073b6108d72d9810a30914dff4";
+    const std::string kNistIv = "000102030405060708090a0b0c0d0e0f";
+    const std::string kNistPlain = "6bc1bee22e409f96e93d7e117393172aae2d8a571e03ac9c9eb76fac45af8e51"
+                                   "30c81c46a35ce411e5fbc1191a0a52eff69f2445df4f9b17ad2b417be66c3710";
+    const std::string kNistCipher = "f58c4c04d6e5f1ba779eabfb5f7bfbd69cfc4e967edb808d679f777bc6702c7d"
+                                    "39f23369a9d9bacfa530e26304231461b2eb05e2c39be9fcda6c19078c6a9d1b";
+
+// Keys come from the openssl command, the peer every RSA and AES result is
+// checked against; they are made once for all the tests.
+class Cryptography : public testing::Test
+{
+protected:
+    static void SetUpTestSuite()
+    {
+        char pattern[] = "/tmp/kvos-crypto-XXXXXX";
+        ASSERT_NE(mkdtemp(pattern), nullptr);
+        folder = pattern;
+        ASSERT_EQ(run("openssl genpkey -algorithm RSA -pkeyopt rsa_keygen_bits:2048 -out " + path("private.pem")), 0);
+        ASSERT_EQ(run("openssl pkey -in " + path("private.pem") + " -pubout -out " + path("public.pem")), 0);
+        ASSERT_EQ(run("openssl rsa -in " + path("private.pem") + " -RSAPublicKey_out -out " + path("rsapublic.pem")),
+                  0);
+        ASSERT_EQ(run("openssl genpkey -algorithm RSA -pkeyopt rsa_keygen_bits:1024 -aes256 -pass pass:secret -out " +
+                      path("locked.pem")),
+                  0);
+        privateKey = readFile(path("private.pem"));
+        publicKey = readFile(path("public.pem"));
+    }
+
+    static void TearDownTestSuite() { run("rm -rf '" + folder + "'"); }
+
+    static std::string path(const std::string& name) { return folder + "/" + name; }
+
+    // What openssl pkeyutl makes of a file of ours.
+    static std::string pkeyutl(const std::string& bytes, const std::string& options)
+    {
+        writeFile(path("in.bin"), bytes);
+        std::remove(path("out.bin").c_str());
+        EXPECT_EQ(run("openssl pkeyutl " + options + " -in " + path("in.bin") + " -out " + path("out.bin")), 0)
+            << options;
+        return readFile(path("out.bin"));
+    }
+
+    static Kv::Ptr<iMemHolder> encryptPublic(const std::string& key, std::string data)
+    {
+        return crypto()->encryptRSAPublic(key.data(), unsigned(key.size()), data.data(), unsigned(data.size()));
+    }
+
+    static Kv::Ptr<iMemHolder> encryptPrivate(const std::string& key, std::string data)
+    {
+        return crypto()->encryptRSAPrivate(key.data(), unsigned(key.size()), data.data(), unsigned(data.size()));
+    }
+
+    static Kv::Ptr<iMemHolder> decryptPublic(const std::string& key, std::string data)
+    {
+        return crypto()->decryptRSAPublic(key.data(), unsigned(key.size()), data.data(), unsigned(data.size()));
+    }
+
+    static inline std::string folder;
+    static inline std::string privateKey;
+    static inline std::string publicKey;
+};
+}
+
+TEST_F(Cryptography, DigestsMatchThePublishedVectors)
+{
+    EXPECT_EQ(digestOf("abc", iCryptography::eMD5), "900150983cd24fb0d6963f7d28e17f72");
+    EXPECT_EQ(digestOf("", iCryptography::eMD5), "d41d8cd98f00b204e9800998ecf8427e");
+    EXPECT_EQ(digestOf("message digest", iCryptography::eMD5), "f96b697d7cb7938d525a2f31aaf161d0");
+    EXPECT_EQ(digestOf("abc", iCryptography::eSHA1), "a9993e364706816aba3e25717850c26c9cd0d89d");
+    EXPECT_EQ(digestOf("abc", iCryptography::eSHA224), "23097d223405d8228642a477bda255b32aadbce4bda0b3f7e36c9da7");
+    EXPECT_EQ(digestOf("abc", iCryptography::eSHA256),
+              "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
+    EXPECT_EQ(digestOf("abcdbcdecdefdefgefghfghighijhijkijkljklmklmnlmnomnopnopq", iCryptography::eSHA256),
+              "248d6a61d20638b8e5c026930c3e6039a33ce45964ff2167f6ecedd419db06c1");
+    EXPECT_EQ(digestOf("abc", iCryptography::eSHA384),
+              "cb00753f45a35e8bb5a03d699ac65007272c32ab0eded1631a8b605a43ff5bed8086072ba1e7cc2358baeca134c825a7");
+    EXPECT_EQ(digestOf("abc", iCryptography::eSHA512),
+              "ddaf35a193617abacc417349ae20413112e6fa4e89a97ea20a9eeee64b55d39a"
+              "2192992a274fc1a836ba3c23a3feebbd454d4423643ce80e2a9ac94fa54ca49f");
+    EXPECT_EQ(digestOf("abc", iCryptography::eHashAlg(9)), "900150983cd24fb0d6963f7d28e17f72")
+        << "unknown values are MD5";
+}
+
+TEST_F(Cryptography, ChunkHashOverManyChunksEqualsTheOneShotDigest)
+{
+    // Text, since a string chunk stops at a zero byte.
+    std::string data(1 << 20, 0);
+    unsigned seed = 7;
+    for (char& byte : data)
+        byte = char(' ' + ((seed = seed * 1103515245u + 12345u) >> 16) % 95);
+    for (auto algorithm : {iCryptography::eMD5, iCryptography::eSHA1, iCryptography::eSHA224, iCryptography::eSHA256,
+                           iCryptography::eSHA384, iCryptography::eSHA512}) {
+        Kv::Ptr<iCryptography::iChunkHash> chunks = crypto()->getHelper(algorithm);
+        // Uneven pieces that straddle every block boundary, some as strings.
+        size_t offset = 0;
+        for (size_t piece = 1; offset < data.size(); piece = piece * 7 % 4099 + 1) {
+            const size_t length = std::min(piece, data.size() - offset);
+            const bool failed = piece % 3 ? chunks->update(bytesIn(data) + offset, int(length))
+                                          : chunks->update(LightweightString<char>(&data[offset], unsigned(length)));
+            ASSERT_FALSE(failed) << "false means success";
+            offset += length;
+        }
+        unsigned char out[64] = {};
+        ASSERT_TRUE(chunks->finalize(out)) << "true means success";
+        unsigned char whole[64] = {};
+        crypto()->hash(bytesIn(data), int(data.size()), whole, algorithm);
+        EXPECT_EQ(hexOf(out, 64), hexOf(whole, 64)) << algorithm;
+    }
+}
+
+TEST_F(Cryptography, AbandonedChunkHashDiesQuietly)
+{
+    Kv::Ptr<iCryptography::iChunkHash> abandoned = crypto()->getHelper(iCryptography::eSHA256);
+    EXPECT_FALSE(abandoned->update(LightweightString<char>("half a file")));
+    abandoned = nullptr;
+    EXPECT_EQ(ERR_peek_error(), 0u);
+}
+
+TEST_F(Cryptography, HmacMatchesRfc4231ForEveryType)
+{
+    for (auto type : {iCryptography::eHMACSHA1, iCryptography::eHMACSHA256, iCryptography::eHMACType(7)})
+        EXPECT_EQ(hmacOf(type, std::string(20, '\x0b'), "Hi There"),
+                  "b0344c61d8db38535ca8afceaf0bf12b881dc200c9833da726e9376c2e32cff7")
+            << type;
+    EXPECT_EQ(hmacOf(iCryptography::eHMACSHA256, "Jefe", "what do ya want for nothing?"),
+              "5bdcc146bf60754e6a042426089575c75a003f089d2739839dec58b964ec3843");
+    EXPECT_EQ(hmacOf(iCryptography::eHMACSHA256, std::string(131, '\xaa'),
+                     "Test Using Larger Than Block-Size Key - Hash Key First"),
+              "60e431591ee0b67f0d8a26aacbf5b77f8e0bc6213728c5140546040f0ee37f54");
+}
+
+TEST_F(Cryptography, AesMatchesTheNistCbcVectorsAndPads)
+{
+    const std::string key = bytesOfHex(kNistKey);
+    const std::string iv = bytesOfHex(kNistIv);
+    std::string plain = bytesOfHex(kNistPlain);
+    const auto* keyBytes = reinterpret_cast<const unsigned char*>(key.data());
+    const auto* ivBytes = reinterpret_cast<const unsigned char*>(iv.data());
+
+    Kv::Ptr<iMemHolder> encrypted = crypto()->aes_encrypt_WithKey(keyBytes, ivBytes, plain.data(), 64);
+    EXPECT_EQ(encrypted->getSize(), 80u);
+    std::string cipher = take(encrypted);
+    ASSERT_EQ(cipher.size(), 80u) << "a whole block of padding";
+    EXPECT_EQ(hexOf(cipher.substr(0, 64)), kNistCipher);
+
+    Kv::Ptr<iMemHolder> decrypted = crypto()->aes_decrypt(keyBytes, 32, ivBytes, 16, cipher.data(), 80);
+    EXPECT_EQ(decrypted->getSize(), 80u);
+    EXPECT_EQ(hexOf(take(decrypted)), kNistPlain);
+
+    std::string empty;
+    EXPECT_EQ(hexOf(take(crypto()->aes_encrypt_WithKey(keyBytes, ivBytes, empty.data(), 0))).size(), 32u)
+        << "empty data is one block of padding";
+}
+
+TEST_F(Cryptography, AesWithAWrongKeyKeepsWhatDecryptedBeforeThePadding)
+{
+    const std::string key = bytesOfHex(kNistKey);
+    const std::string iv = bytesOfHex(kNistIv);
+    std::string plain = bytesOfHex(kNistPlain);
+    std::string cipher = take(crypto()->aes_encrypt_WithKey(bytesIn(key), bytesIn(iv), plain.data(), 64));
+    std::string wrongKey = key;
+    wrongKey[0] ^= 1;
+    Kv::Ptr<iMemHolder> garbled = crypto()->aes_decrypt(bytesIn(wrongKey), 32, bytesIn(iv), 16, cipher.data(), 80);
+    ASSERT_TRUE(garbled);
+    EXPECT_EQ(garbled->getSize(), 80u);
+    const std::string text = take(garbled);
+    EXPECT_EQ(text.size(), 64u) << "the update holds the last block back for the padding";
+    EXPECT_NE(hexOf(text), kNistPlain);
+    EXPECT_EQ(ERR_peek_error(), 0u) << "the padding failure is not left queued";
+
+    std::string cut = cipher.substr(0, 40);
+    EXPECT_EQ(take(crypto()->aes_decrypt(bytesIn(key), 32, bytesIn(iv), 16, cut.data(), 40)),
+              plain.substr(0, 32))
+        << "whole blocks before the cut, less the held one";
+}
+
+TEST_F(Cryptography, AesWithKeyDecryptsWithTheOpensslCommand)
+{
+    const std::string key = bytesOfHex(kNistKey);
+    const std::string iv = bytesOfHex(kNistIv);
+    std::string plain = "An editor's project file, not a multiple of sixteen bytes long.";
+    writeFile(path("aes.bin"), take(crypto()->aes_encrypt_WithKey(reinterpret_cast<const unsigned char*>(key.data()),
+                                                                  reinterpret_cast<const unsigned char*>(iv.data()),
+                                                                  plain.data(), unsigned(plain.size()))));
+    ASSERT_EQ(run("openssl enc -d -aes-256-cbc -K " + kNistKey + " -iv " + kNistIv + " -in " + path("aes.bin") +
+                  " -out " + path("aes.txt")),
+              0);
+    EXPECT_EQ(readFile(path("aes.txt")), plain);
+}
+
+TEST_F(Cryptography, AesEncryptDerivesOneKeyFromItsSecret)
+{
+    std::string plain = "sixteen bytes!!!";
+    char key[32] = {};
+    char iv[16] = {};
+    Kv::Ptr<iMemHolder> encrypted = crypto()->aes_encrypt(key, 0, iv, 0, plain.data(), 16);
+    EXPECT_EQ(encrypted->getSize(), 32u);
+    const std::string cipher = take(encrypted);
+    EXPECT_EQ(cipher.size(), 32u);
+
+    char againKey[32] = {};
+    char againIv[16] = {};
+    EXPECT_EQ(take(crypto()->aes_encrypt(againKey, 0, againIv, 0, plain.data(), 16)), cipher);
+    EXPECT_EQ(std::string(key, 32), std::string(againKey, 32));
+    EXPECT_EQ(std::string(iv, 16), std::string(againIv, 16));
+    EXPECT_NE(std::string(key, 32), std::string(32, '\0'));
+
+    std::string copy = cipher;
+    EXPECT_EQ(take(crypto()->aes_decrypt(reinterpret_cast<unsigned char*>(key), 32,
+                                         reinterpret_cast<unsigned char*>(iv), 16, copy.data(), 32)),
+              plain);
+}
+
+TEST_F(Cryptography, PublicKeyEncryptionDecryptsWithTheOpensslCommand)
+{
+    const std::string secret = "the session key of a shared project";
+    Kv::Ptr<iMemHolder> encrypted = encryptPublic(publicKey, secret);
+    ASSERT_TRUE(encrypted);
+    EXPECT_EQ(encrypted->getSize(), 256u);
+    const std::string cipher = take(encrypted);
+    EXPECT_EQ(cipher.size(), 256u);
+    EXPECT_EQ(pkeyutl(cipher, "-decrypt -inkey " + path("private.pem")), secret);
+    EXPECT_NE(take(encryptPublic(publicKey, secret)), cipher) << "PKCS #1 padding is random";
+    const std::string empty = take(encryptPublic(publicKey, ""));
+    EXPECT_EQ(empty.size(), 256u) << "empty data is a message too";
+    EXPECT_EQ(pkeyutl(empty, "-decrypt -inkey " + path("private.pem")), "");
+}
+
+TEST_F(Cryptography, SignatureOfTheOpensslCommandIsRecoveredWithThePublicKey)
+{
+    const std::string licence = "licence: kvos, seats 3";
+    const std::string signature = pkeyutl(licence, "-sign -inkey " + path("private.pem"));
+    ASSERT_EQ(signature.size(), 256u);
+    EXPECT_EQ(take(decryptPublic(publicKey, signature)), licence);
+}
+
+TEST_F(Cryptography, PrivateKeyEncryptionIsASignatureTheOpensslCommandRecovers)
+{
+    const std::string licence = "licence: kvos, seats 5";
+    const std::string signature = take(encryptPrivate(privateKey, licence));
+    ASSERT_EQ(signature.size(), 256u);
+    EXPECT_EQ(pkeyutl(signature, "-verifyrecover -pubin -inkey " + path("public.pem")), licence);
+    EXPECT_EQ(take(decryptPublic(publicKey, signature)), licence);
+    std::string data = licence;
+    EXPECT_FALSE(crypto()->decryptRSAPrivate(privateKey.data(), unsigned(privateKey.size()), data.data(),
+                                             unsigned(data.size())))
+        << "a stub";
+}
+
+TEST_F(Cryptography, BadKeysAndDataFailWithTheirMessageAndLeaveNoErrorQueued)
+{
+    const std::string rsaPublicKey = readFile(path("rsapublic.pem"));
+    ASSERT_NE(rsaPublicKey.find("BEGIN RSA PUBLIC KEY"), std::string::npos);
+    const std::string cases[][2] = {
+        {"not a key", "ordinary text"},
+        {rsaPublicKey, "a public key of the other kind"},
+        {publicKey.substr(0, publicKey.size() / 2), "a truncated key"},
+        {privateKey, "a private key where a public one is read"},
+        {publicKey, std::string(246, 'x')}, // 11 bytes of padding leave room for 245
+    };
+    for (const auto& [key, data] : cases) {
+        testing::internal::CaptureStdout();
+        EXPECT_FALSE(encryptPublic(key, data)) << data;
+        const std::string printed = testing::internal::GetCapturedStdout();
+        EXPECT_EQ(printed.rfind("Cryptography::encrypt() : error:", 0), 0u) << printed;
+        EXPECT_EQ(printed.find('\n'), printed.size() - 1) << printed;
+        EXPECT_EQ(ERR_peek_error(), 0u) << data;
+    }
+
+    // The same failure twice reports the same error: nothing stale comes first.
+    testing::internal::CaptureStdout();
+    EXPECT_FALSE(encryptPrivate(publicKey, "data"));
+    const std::string first = testing::internal::GetCapturedStdout();
+    testing::internal::CaptureStdout();
+    EXPECT_FALSE(encryptPrivate(publicKey, "data"));
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), first);
+    EXPECT_EQ(ERR_peek_error(), 0u);
+}
+
+TEST_F(Cryptography, EncryptedPrivateKeyFailsWithoutAskingForItsPassphrase)
+{
+    testing::internal::CaptureStdout();
+    EXPECT_FALSE(encryptPrivate(readFile(path("locked.pem")), "data"));
+    EXPECT_EQ(testing::internal::GetCapturedStdout().rfind("Cryptography::encrypt() : error:", 0), 0u);
+    EXPECT_EQ(ERR_peek_error(), 0u);
+}
+
+TEST_F(Cryptography, PublicDecryptionLogsOnlyWhatFailsAfterTheKeyReads)
+{
+    const std::string signature = take(encryptPrivate(privateKey, "seats 2"));
+    testing::internal::CaptureStdout();
+    EXPECT_FALSE(decryptPublic("not a key", signature));
+    EXPECT_FALSE(decryptPublic(publicKey.substr(0, 100), signature));
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "") << "a key that does not read is silent";
+
+    std::string corrupted = signature;
+    corrupted[100] ^= 0x40;
+    for (const std::string& data : {corrupted, signature.substr(0, 255), std::string()}) {
+        testing::internal::CaptureStdout();
+        EXPECT_FALSE(decryptPublic(publicKey, data)) << data.size();
+        const std::string printed = testing::internal::GetCapturedStdout();
+        EXPECT_NE(printed.find("RSA error "), std::string::npos) << printed;
+        EXPECT_EQ(printed.back(), '\n');
+        EXPECT_EQ(ERR_peek_error(), 0u);
+    }
+}
