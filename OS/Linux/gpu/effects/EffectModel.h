@@ -1,0 +1,188 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+// What an effect file declares, as the parser reads it: plain records for the
+// effect compiler. Source lines are 1-based lines of the file that held the text,
+// after includes, so that messages point where the author looks.
+
+struct EffectLocation
+{
+    std::string file;
+    unsigned line = 0;
+};
+
+struct EffectError
+{
+    EffectLocation location;
+    std::string message;
+};
+
+// The compiler's listing: one line per error, "file(line) : error: message",
+// the form the effect loader cuts back into line and message.
+inline std::string effectListing(const std::vector<EffectError>& errors)
+{
+    std::string listing;
+    for (const EffectError& error : errors)
+        listing += error.location.file + "(" + std::to_string(error.location.line) + ") : error: " + error.message + "\n";
+    return listing;
+}
+
+struct EffectAnnotation
+{
+    enum eType { eString, eFloat, eInt, eBool };
+
+    std::string name;
+    eType type = eFloat;
+    std::string typeName; // as written: "float2", "string"
+    std::string text;     // a string's value
+    std::vector<double> values; // numbers, ints, bools as 0 and 1
+};
+
+using EffectAnnotations = std::vector<EffectAnnotation>;
+
+inline const EffectAnnotation* findAnnotation(const EffectAnnotations& annotations, const std::string& name)
+{
+    for (const EffectAnnotation& annotation : annotations)
+        if (annotation.name == name)
+            return &annotation;
+    return nullptr;
+}
+
+// A numeric type as Cg spells it: float3x3 has base float, 3 rows, 3 columns;
+// float2 has 1 row and 2 columns.
+struct EffectType
+{
+    enum eBase { eFloat, eHalf, eFixed, eDouble, eInt, eUInt, eBool, eString, eOther };
+
+    std::string name;
+    eBase base = eOther;
+    unsigned rows = 1;
+    unsigned columns = 1;
+};
+
+struct EffectParameter
+{
+    std::string name;
+    EffectType type;
+    std::vector<unsigned> arraySizes; // empty for a single value; 0 for [] with the size from the default
+    std::string semantic;
+    EffectAnnotations annotations;
+    std::string defaultText;      // as written after "=", empty without a default
+    std::vector<double> defaults; // the default flattened, when it is made of literals alone
+    bool isConst = false;
+    bool isUniform = false;
+    EffectLocation location;
+};
+
+struct EffectTexture
+{
+    std::string name;
+    std::string typeName; // texture, texture2D, ...
+    std::string semantic;
+    EffectAnnotations annotations;
+    EffectLocation location;
+};
+
+struct EffectState
+{
+    std::string name; // as written, with any index: "RenderTarget[0]"
+    std::string value;
+    EffectLocation location;
+};
+
+struct EffectSampler
+{
+    enum eAddressMode { eRepeat, eClampToEdge, eClampToBorder, eMirroredRepeat };
+
+    std::string name;
+    std::string typeName; // sampler2D, samplerRECT, ...
+    std::string semantic;
+    EffectAnnotations annotations;
+    std::string texture; // from Texture = <name>
+    eAddressMode addressU = eRepeat;
+    eAddressMode addressV = eRepeat;
+    eAddressMode addressW = eRepeat;
+    std::string minFilter;
+    std::string magFilter;
+    std::string mipFilter;
+    std::vector<EffectState> states; // every assignment, in order
+    EffectLocation location;
+};
+
+struct EffectFunctionParameter
+{
+    enum eDirection { eIn, eOut, eInOut };
+
+    std::string name;
+    std::string typeName;
+    std::string semantic;
+    eDirection direction = eIn;
+    bool isUniform = false;
+    std::string text; // the whole declaration
+};
+
+// Source text kept for the translator, in file order: structs, static
+// constants, typedefs and functions.
+struct EffectDeclaration
+{
+    enum eKind { eStruct, eConstant, eTypedef, eFunction };
+
+    eKind kind = eFunction;
+    std::string name;
+    std::string text;
+    EffectLocation location;
+};
+
+struct EffectFunction
+{
+    std::string name;
+    std::string returnType;
+    std::string returnSemantic;
+    std::vector<EffectFunctionParameter> parameters;
+    std::string text; // from the return type to the closing brace
+    bool hasBody = true;
+    EffectLocation location;
+};
+
+struct EffectShaderBinding
+{
+    enum eStage { eVertex, eFragment };
+
+    eStage stage = eFragment;
+    std::string profile;
+    std::string entry;                  // empty for "= NULL"
+    std::vector<std::string> arguments; // bound uniform arguments, as written
+    EffectLocation location;
+};
+
+struct EffectPass
+{
+    std::string name;
+    EffectAnnotations annotations;
+    std::vector<EffectShaderBinding> shaders;
+    std::vector<EffectState> states; // render states other than the shaders
+    EffectLocation location;
+};
+
+struct EffectTechnique
+{
+    std::string name;
+    EffectAnnotations annotations;
+    std::vector<EffectPass> passes;
+    EffectLocation location;
+};
+
+struct EffectModel
+{
+    std::vector<EffectTexture> textures;
+    std::vector<EffectSampler> samplers;
+    std::vector<EffectParameter> parameters;
+    std::vector<EffectDeclaration> declarations;
+    std::vector<EffectFunction> functions;
+    std::vector<EffectTechnique> techniques;
+    std::vector<EffectError> errors;
+
+    bool failed() const { return !errors.empty(); }
+};

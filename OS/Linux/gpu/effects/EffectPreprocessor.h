@@ -1,0 +1,70 @@
+#pragma once
+
+#include "EffectModel.h"
+
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+// The C preprocessor as effect files use it: #include relative to the including
+// file, object- and function-like macros with # and ##, conditionals over
+// integer expressions, #pragma ignored. Every output line remembers the file and
+// line it came from, so that later stages report errors where the author wrote
+// them. Errors never stop the caller: they come back with the text.
+class EffectPreprocessor
+{
+public:
+    struct Output
+    {
+        std::string text;                   // one line per entry of lines
+        std::vector<EffectLocation> lines;  // where output line n + 1 came from
+        std::vector<EffectError> errors;
+    };
+
+    // Predefined macros, such as the profile and the compiler definitions.
+    void define(const std::string& name, const std::string& value);
+
+    Output processFile(const std::string& path);
+    // folder is where includes of the buffer are looked for, with its trailing "/".
+    Output processBuffer(const std::string& source, const std::string& name, const std::string& folder);
+
+private:
+    struct Macro
+    {
+        bool isFunction = false;
+        std::vector<std::string> parameters;
+        std::string body;
+    };
+
+    struct Conditional
+    {
+        bool enclosingActive = true;
+        bool active = false;
+        bool taken = false;
+        bool seenElse = false;
+        EffectLocation location;
+    };
+
+    struct Run
+    {
+        Output output;
+        std::map<std::string, Macro> macros;
+        std::vector<std::string> includeStack; // canonical paths of the files being read
+        EffectLocation here;                   // the directive or line being handled
+        std::size_t expansions = 0;            // macros expanded on the current line
+        bool overflowed = false;               // a bound was passed: stop reading
+    };
+
+    void processText(Run& run, const std::string& source, const std::string& name, const std::string& folder);
+    void directive(Run& run, const std::string& line, std::vector<Conditional>& conditionals, const std::string& folder);
+    void defineMacro(Run& run, const std::string& rest);
+    void include(Run& run, const std::string& rest, const std::string& folder);
+    bool evaluate(Run& run, const std::string& expression);
+    std::string expand(Run& run, const std::string& text, std::set<std::string>& active, int depth);
+    std::string substitute(Run& run, const Macro& macro, const std::vector<std::string>& arguments,
+                           std::set<std::string>& active, int depth);
+    void error(Run& run, const std::string& message);
+
+    std::map<std::string, Macro> predefined;
+};
