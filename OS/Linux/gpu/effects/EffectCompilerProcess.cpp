@@ -1,0 +1,471 @@
+#include "EffectCompilerProcess.h"
+
+#include "EffectCache.h"
+#include "EffectPreprocessor.h"
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <cstring>
+#include <thread>
+
+extern char** environ;
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// Our own marker for the translator's file name, mapped back to the effect's
+// files and lines before anyone sees the listing.
+const std::string kCgName = "kvfxc-cg";
+
+class Records
+{
+public:
+    void add(const std::string& key, const std::string& value)
+    {
+        bytes += key + " " + std::to_string(value.size()) + "\n" + value + "\n";
+    }
+    std::string finish()
+    {
+        add("end", "");
+        return std::move(bytes);
+    }
+
+    std::string bytes;
+};
+
+// Reads records back; false at the first malformed one or past the end record.
+class RecordReader
+{
+public:
+    explicit RecordReader(const std::string& bytes) : bytes_(bytes) {}
+
+    bool next(std::string& key, std::string& value)
+    {
+        const size_t space = bytes_.find(' ', at_);
+        const size_t newline = bytes_.find('\n', at_);
+        if (space == std::string::npos || newline == std::string::npos || space > newline)
+            return false;
+        key = bytes_.substr(at_, space - at_);
+        const std::string digits = bytes_.substr(space + 1, newline - space - 1);
+        if (digits.empty() || digits.size() > 10 || digits.find_first_not_of("0123456789") != std::string::npos)
+            return false;
+        const size_t length = std::stoul(digits);
+        if (length > bytes_.size() - newline - 1 || bytes_.size() - newline - 1 - length < 1 ||
+            bytes_[newline + 1 + length] != '\n')
+            return false;
+        value = bytes_.substr(newline + 1, length);
+        at_ = newline + 2 + length;
+        return true;
+    }
+
+    bool atEnd() const { return at_ == bytes_.size(); }
+
+private:
+    const std::string& bytes_;
+    size_t at_ = 0;
+};
+
+// The effect's Cg code as the translator wants it, with the effect location of
+// every line it is made of.
+struct CgSource
+{
+    std::string text;
+    std::vector<EffectLocation> lines;
+
+    void add(const std::string& piece, const EffectLocation& location)
+    {
+        unsigned line = location.line;
+        for (const char c : piece) {
+            if (c == '\n')
+                lines.push_back({location.file, line++});
+        }
+        lines.push_back({location.file, line});
+        text += piece + "\n";
+    }
+};
+
+CgSource cgSourceOf(const EffectModel& model)
+{
+    CgSource source;
+    for (const EffectParameter& parameter : model.parameters) {
+        if (parameter.type.base == EffectType::eString)
+            continue;
+        std::string declaration = "uniform " + parameter.type.name + " " + parameter.name;
+        const size_t elementSize = size_t(parameter.type.rows) * parameter.type.columns;
+        for (const unsigned size : parameter.arraySizes) {
+            const size_t known = size ? size : (elementSize ? parameter.defaults.size() / elementSize : 0);
+            declaration += "[" + std::to_string(known ? known : 1) + "]";
+        }
+        source.add(declaration + ";", parameter.location);
+    }
+    for (const EffectSampler& sampler : model.samplers)
+        source.add("uniform " + sampler.typeName + " " + sampler.name + ";", sampler.location);
+    for (const EffectDeclaration& declaration : model.declarations)
+        source.add(declaration.text, declaration.location);
+    return source;
+}
+
+// The translator's listing with its lines moved back to the effect's files.
+std::string effectLines(const std::string& listing, const CgSource& source, const EffectLocation& fallback)
+{
+    std::string moved;
+    size_t at = 0;
+    while (at < listing.size()) {
+        size_t end = listing.find('\n', at);
+        if (end == std::string::npos)
+            end = listing.size();
+        const std::string line = listing.substr(at, end - at);
+        at = end + 1;
+        EffectLocation location = fallback;
+        std::string message = line;
+        const size_t close = line.find(") : error: ");
+        if (line.rfind(kCgName + "(", 0) == 0 && close != std::string::npos) {
+            const unsigned number = unsigned(std::strtoul(line.c_str() + kCgName.size() + 1, nullptr, 10));
+            if (number >= 1 && number <= source.lines.size())
+                location = source.lines[number - 1];
+            message = line.substr(close + 11);
+        }
+        moved += effectListing({{location, message}});
+    }
+    return moved;
+}
+
+EffectCompilerProcess::Result failure(const std::string& name, const std::string& message)
+{
+    EffectCompilerProcess::Result result;
+    result.listing = effectListing({{{name, 0}, message}});
+    return result;
+}
+
+bool stopped(EffectCompilerProcess::Result& result, EffectCompilerProcess::Result failed)
+{
+    result = std::move(failed);
+    return false;
+}
+
+// A descriptor closed on every path out.
+struct Descriptor
+{
+    int fd = -1;
+    ~Descriptor() { reset(); }
+    void reset()
+    {
+        if (fd >= 0)
+            ::close(fd);
+        fd = -1;
+    }
+};
+
+bool isExecutable(const std::string& path)
+{
+    return ::access(path.c_str(), X_OK) == 0;
+}
+
+} // namespace
+
+EffectCompilerProcess::EffectCompilerProcess(std::string compilerPath, std::string cacheFolder,
+                                             std::chrono::milliseconds timeout)
+    : compilerPath_(compilerPath.empty() ? defaultCompilerPath() : std::move(compilerPath)),
+      cacheFolder_(EffectCache(std::move(cacheFolder)).folder()), timeout_(timeout)
+{
+}
+
+const char* EffectCompilerProcess::translatorVersion()
+{
+    return "kvfxc 1: glslang HLSL DX9, SPIRV-Cross, GLSL 130 compatibility";
+}
+
+std::string EffectCompilerProcess::defaultCompilerPath()
+{
+    Dl_info info{};
+    if (!::dladdr(reinterpret_cast<void*>(&EffectCompilerProcess::defaultCompilerPath), &info) || !info.dli_fname)
+        return "kvfxc";
+    char resolved[PATH_MAX];
+    std::string folder = ::realpath(info.dli_fname, resolved) ? resolved : info.dli_fname;
+    folder = folder.substr(0, folder.rfind('/') + 1);
+    for (const char* candidate : {"../bin/kvfxc", "kvfxc", "tools/kvfxc", "../tools/kvfxc"}) {
+        if (isExecutable(folder + candidate))
+            return folder + candidate;
+    }
+    return folder + "../bin/kvfxc";
+}
+
+std::string EffectCompilerProcess::encodeRequest(const Request& request)
+{
+    Records records;
+    records.add("kvfxc-request", "1");
+    records.add("name", request.name);
+    records.add("folder", request.folder);
+    records.add("source", request.source);
+    records.add("technique", request.technique);
+    for (const auto& [name, value] : request.definitions)
+        records.add("define", name + "=" + value);
+    return records.finish();
+}
+
+bool EffectCompilerProcess::decodeRequest(const std::string& bytes, Request& request)
+{
+    RecordReader reader(bytes);
+    std::string key, value;
+    if (!reader.next(key, value) || key != "kvfxc-request" || value != "1")
+        return false;
+    while (reader.next(key, value)) {
+        if (key == "end")
+            return reader.atEnd();
+        if (key == "name")
+            request.name = value;
+        else if (key == "folder")
+            request.folder = value;
+        else if (key == "source")
+            request.source = value;
+        else if (key == "technique")
+            request.technique = value;
+        else if (key == "define") {
+            const size_t equals = value.find('=');
+            request.definitions.emplace_back(value.substr(0, equals),
+                                             equals == std::string::npos ? "" : value.substr(equals + 1));
+        } else
+            return false;
+    }
+    return false;
+}
+
+std::string EffectCompilerProcess::encodeReply(const Result& result)
+{
+    Records records;
+    records.add("kvfxc-reply", "1");
+    for (const Shader& shader : result.shaders) {
+        records.add("technique", shader.technique);
+        records.add("pass", shader.pass);
+        records.add("stage", shader.stage == CgTranslator::eStage::vertex ? "vertex" : "pixel");
+        records.add("entry", shader.entry);
+        records.add("glsl", shader.glsl);
+    }
+    records.add("succeeded", result.succeeded ? "1" : "0");
+    records.add("listing", result.listing);
+    return records.finish();
+}
+
+bool EffectCompilerProcess::decodeReply(const std::string& bytes, Result& result)
+{
+    RecordReader reader(bytes);
+    std::string key, value;
+    if (!reader.next(key, value) || key != "kvfxc-reply" || value != "1")
+        return false;
+    Result decoded;
+    bool sawStatus = false;
+    while (reader.next(key, value)) {
+        if (key == "end") {
+            if (!reader.atEnd() || !sawStatus)
+                return false;
+            result = std::move(decoded);
+            return true;
+        }
+        if (key == "technique")
+            decoded.shaders.push_back({value, {}, CgTranslator::eStage::pixel, {}, {}});
+        else if (decoded.shaders.empty() && (key == "pass" || key == "stage" || key == "entry" || key == "glsl"))
+            return false;
+        else if (key == "pass")
+            decoded.shaders.back().pass = value;
+        else if (key == "stage" && (value == "pixel" || value == "vertex"))
+            decoded.shaders.back().stage = value == "vertex" ? CgTranslator::eStage::vertex : CgTranslator::eStage::pixel;
+        else if (key == "entry")
+            decoded.shaders.back().entry = value;
+        else if (key == "glsl")
+            decoded.shaders.back().glsl = value;
+        else if (key == "succeeded" && (value == "1" || value == "0")) {
+            decoded.succeeded = value == "1";
+            sawStatus = true;
+        } else if (key == "listing")
+            decoded.listing = value;
+        else
+            return false;
+    }
+    return false;
+}
+
+EffectCompilerProcess::Result EffectCompilerProcess::compileHere(const Request& request)
+{
+    Result result;
+    const EffectModel model = EffectParser::parseBuffer(request.source, request.name, request.folder, request.definitions);
+    if (model.failed()) {
+        result.listing = effectListing(model.errors);
+        return result;
+    }
+    const CgSource source = cgSourceOf(model);
+    std::vector<EffectError> errors;
+    bool found = request.technique.empty();
+    for (const EffectTechnique& technique : model.techniques) {
+        if (!request.technique.empty() && technique.name != request.technique)
+            continue;
+        found = true;
+        for (const EffectPass& pass : technique.passes) {
+            for (const EffectShaderBinding& binding : pass.shaders) {
+                if (binding.entry.empty())
+                    continue;
+                const CgTranslator::eStage stage = binding.stage == EffectShaderBinding::eVertex
+                                                       ? CgTranslator::eStage::vertex
+                                                       : CgTranslator::eStage::pixel;
+                const CgTranslator::Translation translation =
+                    CgTranslator::translate(kCgName, source.text, binding.entry, stage, binding.arguments);
+                if (!translation.succeeded) {
+                    result.listing += effectLines(translation.listing.empty()
+                                                      ? "the translator gave no message for " + binding.entry
+                                                      : translation.listing,
+                                                  source, binding.location);
+                    continue;
+                }
+                result.shaders.push_back({technique.name, pass.name, stage, binding.entry, translation.glsl});
+            }
+        }
+    }
+    if (model.techniques.empty())
+        errors.push_back({{request.name, 1}, "the effect has no technique"});
+    else if (!found)
+        errors.push_back({{request.name, 1}, "no technique named " + request.technique});
+    result.listing += effectListing(errors);
+    result.succeeded = result.listing.empty();
+    return result;
+}
+
+EffectCompilerProcess::Result EffectCompilerProcess::compile(const Request& request) const
+{
+    EffectPreprocessor preprocessor;
+    for (const auto& [name, value] : request.definitions)
+        preprocessor.define(name, value);
+    const EffectPreprocessor::Output preprocessed = preprocessor.processBuffer(request.source, request.name, request.folder);
+    // Listings carry file names and lines, so they are part of what is cached.
+    std::string lines;
+    for (const EffectLocation& location : preprocessed.lines)
+        lines += location.file + ":" + std::to_string(location.line) + "\n";
+    std::string definitions;
+    for (const auto& [name, value] : request.definitions)
+        definitions += std::to_string(name.size()) + ":" + name + "=" + std::to_string(value.size()) + ":" + value + "\n";
+    const EffectCache cache(cacheFolder_);
+    const std::string key = EffectCache::keyOf(
+        {preprocessed.text, lines, definitions, request.name, request.technique, translatorVersion()});
+    if (const std::optional<std::string> cached = cache.load(key)) {
+        Result result;
+        if (decodeReply(*cached, result)) {
+            result.fromCache = true;
+            return result;
+        }
+    }
+    Result result;
+    // A stopped process is not the file's fault: the next attempt tries again.
+    if (runCompiler(request, result))
+        cache.store(key, encodeReply(result));
+    return result;
+}
+
+bool EffectCompilerProcess::runCompiler(const Request& request, Result& result) const
+{
+    const Clock::time_point deadline = Clock::now() + timeout_;
+    // A socket rather than a pipe: a write to a compiler that died early fails
+    // with EPIPE instead of raising SIGPIPE in the editor.
+    int ends[2];
+    if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0)
+        return stopped(result, failure(request.name, "the effect compiler could not be started (" + std::string(std::strerror(errno)) + ")"));
+    Descriptor ours{ends[0]}, theirs{ends[1]};
+
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, theirs.fd, STDIN_FILENO);
+    posix_spawn_file_actions_adddup2(&actions, theirs.fd, STDOUT_FILENO);
+    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
+    // The child must not inherit a blocked SIGPIPE or ignored signals from the caller's thread.
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    sigset_t none, all;
+    sigemptyset(&none);
+    sigfillset(&all);
+    posix_spawnattr_setsigmask(&attributes, &none);
+    posix_spawnattr_setsigdefault(&attributes, &all);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+    std::string program = compilerPath_;
+    std::string serve = "--serve";
+    char* arguments[] = {program.data(), serve.data(), nullptr};
+    pid_t pid = -1;
+    const int spawned = ::posix_spawn(&pid, program.c_str(), &actions, &attributes, arguments, environ);
+    posix_spawn_file_actions_destroy(&actions);
+    posix_spawnattr_destroy(&attributes);
+    theirs.reset();
+    if (spawned != 0)
+        return stopped(result, failure(request.name, "the effect compiler could not be started (" + std::string(std::strerror(spawned)) +
+                                         ": " + compilerPath_ + ")"));
+
+    ::fcntl(ours.fd, F_SETFL, ::fcntl(ours.fd, F_GETFL) | O_NONBLOCK);
+    const std::string message = encodeRequest(request);
+    size_t sent = 0;
+    std::string reply;
+    bool timedOut = false;
+    for (;;) {
+        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
+        if (left <= 0) {
+            timedOut = true;
+            break;
+        }
+        pollfd watch{ours.fd, short(POLLIN | (sent < message.size() ? POLLOUT : 0)), 0};
+        const int ready = ::poll(&watch, 1, int(left));
+        if (ready < 0 && errno == EINTR)
+            continue;
+        if (ready < 0)
+            break;
+        if (watch.revents & POLLOUT) {
+            const ssize_t written = ::send(ours.fd, message.data() + sent, message.size() - sent, MSG_NOSIGNAL);
+            if (written > 0)
+                sent += size_t(written);
+            else if (written < 0 && errno != EAGAIN && errno != EINTR)
+                sent = message.size(); // it stopped reading; its exit tells why
+            if (sent == message.size())
+                ::shutdown(ours.fd, SHUT_WR);
+        }
+        if (watch.revents & (POLLIN | POLLHUP | POLLERR)) {
+            char buffer[65536];
+            const ssize_t got = ::recv(ours.fd, buffer, sizeof buffer, 0);
+            if (got > 0)
+                reply.append(buffer, size_t(got));
+            else if (got == 0 || (errno != EAGAIN && errno != EINTR))
+                break;
+        }
+    }
+    ours.reset();
+
+    // Reap within the same deadline; a process that outlives it is killed.
+    int status = 0;
+    pid_t reaped = 0;
+    while (!timedOut && ((reaped = ::waitpid(pid, &status, WNOHANG)) == 0 || (reaped < 0 && errno == EINTR))) {
+        if (Clock::now() >= deadline)
+            timedOut = true;
+        else
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    if (timedOut) {
+        ::kill(pid, SIGKILL);
+        while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
+        }
+        return stopped(result, failure(request.name, "the effect compiler did not answer within " + std::to_string(timeout_.count()) +
+                                         " ms and was stopped"));
+    }
+    if (reaped < 0)
+        return stopped(result, failure(request.name, "the effect compiler was lost (" + std::string(std::strerror(errno)) + ")"));
+    if (WIFSIGNALED(status))
+        return stopped(result, failure(request.name,
+                       "the effect compiler stopped unexpectedly (signal " + std::to_string(WTERMSIG(status)) + ")"));
+    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0)
+        return stopped(result, failure(request.name, "the effect compiler stopped unexpectedly (exit code " +
+                                         std::to_string(WEXITSTATUS(status)) + ")"));
+    if (!decodeReply(reply, result))
+        return stopped(result, failure(request.name, "the effect compiler gave an unreadable answer"));
+    return true;
+}

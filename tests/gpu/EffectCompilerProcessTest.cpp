@@ -1,0 +1,201 @@
+#include "EffectCache.h"
+#include "EffectCompilerProcess.h"
+
+#include <gtest/gtest.h>
+
+#include <glib.h>
+#include <sys/wait.h>
+
+#include <filesystem>
+#include <fstream>
+
+namespace {
+
+const char kGoodEffect[] = R"(float4 tint : DIFFUSE < string UIName = "Tint"; > = {1, 0.5, 0.25, 1};
+texture image;
+sampler2D imageSampler = sampler_state { Texture = <image>; AddressU = Clamp; };
+
+float4 shade(float2 uv : TEXCOORD0) : COLOR
+{
+    return tex2D(imageSampler, uv) * tint;
+}
+
+technique Tinted
+{
+    pass One
+    {
+        FragmentProgram = compile fp40 shade();
+    }
+}
+)";
+
+class EffectCompilerProcessTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        char folderTemplate[] = "/tmp/kvfxc-test-XXXXXX";
+        ASSERT_NE(g_mkdtemp(folderTemplate), nullptr);
+        cacheFolder = std::string(folderTemplate) + "/";
+    }
+
+    void TearDown() override { std::filesystem::remove_all(cacheFolder); }
+
+    EffectCompilerProcess::Result compile(const std::string& source, const EffectParser::Definitions& definitions = {},
+                                          std::chrono::milliseconds timeout = std::chrono::seconds(20))
+    {
+        const EffectCompilerProcess compiler(KVFXC_PATH, cacheFolder, timeout);
+        return compiler.compile({"test.fx", "/tmp/", source, definitions, {}});
+    }
+
+    std::vector<std::filesystem::path> cacheEntries() const
+    {
+        std::vector<std::filesystem::path> entries;
+        for (const auto& entry : std::filesystem::directory_iterator(cacheFolder))
+            entries.push_back(entry.path());
+        return entries;
+    }
+
+    // No child of ours is left, running or waiting to be reaped.
+    static void expectNoChildLeft()
+    {
+        errno = 0;
+        EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1);
+        EXPECT_EQ(errno, ECHILD);
+    }
+
+    std::string cacheFolder;
+};
+
+TEST_F(EffectCompilerProcessTest, GoodEffectCompilesThroughTheProcess)
+{
+    const EffectCompilerProcess::Result result = compile(kGoodEffect);
+    ASSERT_TRUE(result.succeeded) << result.listing;
+    EXPECT_EQ(result.listing, "");
+    EXPECT_FALSE(result.fromCache);
+    ASSERT_EQ(result.shaders.size(), 1u);
+    const EffectCompilerProcess::Shader& shader = result.shaders[0];
+    EXPECT_EQ(shader.technique, "Tinted");
+    EXPECT_EQ(shader.pass, "One");
+    EXPECT_EQ(shader.entry, "shade");
+    EXPECT_EQ(shader.stage, CgTranslator::eStage::pixel);
+    EXPECT_EQ(shader.glsl.rfind("#version 130\n", 0), 0u) << shader.glsl;
+    EXPECT_NE(shader.glsl.find("imageSampler"), std::string::npos) << shader.glsl;
+    EXPECT_NE(shader.glsl.find("tint"), std::string::npos) << shader.glsl;
+    expectNoChildLeft();
+}
+
+TEST_F(EffectCompilerProcessTest, ErrorsComeBackWithTheirLines)
+{
+    const EffectCompilerProcess::Result syntax = compile("float4 a;\n\ntechnique T { pass P { ; } }\nfloat4 b = ;\n");
+    EXPECT_FALSE(syntax.succeeded);
+    EXPECT_EQ(syntax.listing, "test.fx(3) : error: unexpected token ';'\n");
+
+    std::string translated = kGoodEffect;
+    translated.replace(translated.find("tex2D("), 6, "nosuch(");
+    const EffectCompilerProcess::Result unknown = compile(translated);
+    EXPECT_FALSE(unknown.succeeded);
+    EXPECT_EQ(unknown.listing.rfind("test.fx(7) : error: ", 0), 0u) << unknown.listing;
+    EXPECT_TRUE(unknown.shaders.empty());
+}
+
+TEST_F(EffectCompilerProcessTest, CrashIsOneListingLineAndLeavesNoProcess)
+{
+    const EffectCompilerProcess::Result result = compile(kGoodEffect, {{"KVFXC_TEST_ABORT", "1"}});
+    EXPECT_FALSE(result.succeeded);
+    EXPECT_EQ(result.listing,
+              "test.fx(0) : error: the effect compiler stopped unexpectedly (signal " + std::to_string(SIGABRT) + ")\n");
+    expectNoChildLeft();
+    EXPECT_TRUE(cacheEntries().empty());
+}
+
+TEST_F(EffectCompilerProcessTest, HangIsStoppedWithinTheTimeout)
+{
+    const auto start = std::chrono::steady_clock::now();
+    const EffectCompilerProcess::Result result =
+        compile(kGoodEffect, {{"KVFXC_TEST_HANG", "1"}}, std::chrono::milliseconds(500));
+    const auto elapsed = std::chrono::steady_clock::now() - start;
+    EXPECT_FALSE(result.succeeded);
+    EXPECT_EQ(result.listing, "test.fx(0) : error: the effect compiler did not answer within 500 ms and was stopped\n");
+    EXPECT_LT(elapsed, std::chrono::milliseconds(1500));
+    expectNoChildLeft();
+}
+
+TEST_F(EffectCompilerProcessTest, MissingCompilerIsAnErrorLine)
+{
+    const EffectCompilerProcess compiler(cacheFolder + "no-kvfxc", cacheFolder);
+    const EffectCompilerProcess::Result result = compiler.compile({"test.fx", "/tmp/", kGoodEffect, {}, {}});
+    EXPECT_FALSE(result.succeeded);
+    EXPECT_EQ(result.listing.rfind("test.fx(0) : error: ", 0), 0u) << result.listing;
+    EXPECT_EQ(std::count(result.listing.begin(), result.listing.end(), '\n'), 1);
+}
+
+TEST_F(EffectCompilerProcessTest, SecondCompileIsServedFromTheCache)
+{
+    const EffectCompilerProcess::Result first = compile(kGoodEffect);
+    ASSERT_TRUE(first.succeeded) << first.listing;
+    ASSERT_EQ(cacheEntries().size(), 1u);
+    EXPECT_EQ(cacheEntries()[0].extension(), ".kvfx");
+
+    // A compiler that cannot run proves that nothing is spawned.
+    const EffectCompilerProcess absent(cacheFolder + "no-kvfxc", cacheFolder);
+    const EffectCompilerProcess::Result second = absent.compile({"test.fx", "/tmp/", kGoodEffect, {}, {}});
+    EXPECT_TRUE(second.fromCache);
+    ASSERT_TRUE(second.succeeded) << second.listing;
+    ASSERT_EQ(second.shaders.size(), 1u);
+    EXPECT_EQ(second.shaders[0].glsl, first.shaders[0].glsl);
+
+    // Other definitions are another translation.
+    const EffectCompilerProcess::Result defined = absent.compile({"test.fx", "/tmp/", kGoodEffect, {{"X", "1"}}, {}});
+    EXPECT_FALSE(defined.fromCache);
+    EXPECT_FALSE(defined.succeeded);
+}
+
+TEST_F(EffectCompilerProcessTest, CorruptCacheEntryIsAMiss)
+{
+    ASSERT_TRUE(compile(kGoodEffect).succeeded);
+    ASSERT_EQ(cacheEntries().size(), 1u);
+    const std::filesystem::path entry = cacheEntries()[0];
+    std::filesystem::resize_file(entry, std::filesystem::file_size(entry) / 2);
+
+    const EffectCompilerProcess::Result again = compile(kGoodEffect);
+    EXPECT_FALSE(again.fromCache);
+    ASSERT_TRUE(again.succeeded) << again.listing;
+    ASSERT_EQ(again.shaders.size(), 1u);
+    EXPECT_TRUE(compile(kGoodEffect).fromCache);
+}
+
+TEST(EffectCompilerProcess, RequestsAndRepliesSurviveTheirEncoding)
+{
+    const EffectCompilerProcess::Request request{"a b.fx", "/x/", std::string("line\nend 0\n\0", 11), {{"N", "v=1"}}, "T"};
+    EffectCompilerProcess::Request decoded;
+    ASSERT_TRUE(EffectCompilerProcess::decodeRequest(EffectCompilerProcess::encodeRequest(request), decoded));
+    EXPECT_EQ(decoded.name, request.name);
+    EXPECT_EQ(decoded.source, request.source);
+    EXPECT_EQ(decoded.definitions, request.definitions);
+    EXPECT_EQ(decoded.technique, "T");
+
+    EffectCompilerProcess::Result result;
+    result.succeeded = true;
+    result.shaders.push_back({"T", "P", CgTranslator::eStage::vertex, "main", "void main() {}\n"});
+    const std::string reply = EffectCompilerProcess::encodeReply(result);
+    EffectCompilerProcess::Result back;
+    ASSERT_TRUE(EffectCompilerProcess::decodeReply(reply, back));
+    ASSERT_EQ(back.shaders.size(), 1u);
+    EXPECT_EQ(back.shaders[0].stage, CgTranslator::eStage::vertex);
+    EXPECT_EQ(back.shaders[0].glsl, "void main() {}\n");
+    for (size_t cut = 0; cut < reply.size(); ++cut)
+        EXPECT_FALSE(EffectCompilerProcess::decodeReply(reply.substr(0, cut), back)) << cut;
+}
+
+} // namespace
+
+namespace {
+
+TEST(EffectCompilerProcess, CompilerIsFoundBesideTheCodeThatRunsIt)
+{
+    EXPECT_EQ(std::filesystem::canonical(EffectCompilerProcess::defaultCompilerPath()),
+              std::filesystem::canonical(KVFXC_PATH));
+}
+
+} // namespace

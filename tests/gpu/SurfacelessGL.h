@@ -1,0 +1,79 @@
+#pragma once
+
+// epoxy first: it defines the Khronos types itself and guards EGL's copy out.
+#include <epoxy/gl.h>
+
+#include <EGL/egl.h>
+
+#include <array>
+#include <cstdint>
+#include <initializer_list>
+#include <string>
+#include <vector>
+
+// A test fixture's OpenGL: a compatibility-profile context on Mesa's
+// surfaceless EGL platform, current on the constructing thread, drawing into a
+// small RGBA8 texture through a framebuffer object so that pixels read back
+// without any window.
+//
+// When no EGL display or context can be made, available() is false and
+// unavailableReason() says why; every other call then does nothing. Programs
+// and textures made through the fixture are released with it.
+class SurfacelessGL
+{
+public:
+    using Float4 = std::array<float, 4>;
+
+    // What the fixed-function vertex stage is fed at one corner of the quad.
+    struct Corner
+    {
+        std::array<Float4, 8> texCoords{};
+        Float4 colour{1.0f, 1.0f, 1.0f, 1.0f};
+    };
+
+    SurfacelessGL(int width, int height);
+    ~SurfacelessGL();
+    SurfacelessGL(const SurfacelessGL&) = delete;
+    SurfacelessGL& operator=(const SurfacelessGL&) = delete;
+
+    bool available() const { return context_ != EGL_NO_CONTEXT && unavailableReason_.empty(); }
+    const std::string& unavailableReason() const { return unavailableReason_; }
+    int width() const { return width_; }
+    int height() const { return height_; }
+
+    // Compiles a fragment shader and links it alone, so the fixed-function
+    // vertex stage feeds it; the program is made current. False with the
+    // driver's log when either step fails.
+    bool useFragmentShader(const std::string& glsl, std::string& log);
+
+    // Uniforms of the current program by name; false when the program has no
+    // active uniform of that name.
+    bool setFloats(const char* name, std::initializer_list<float> values);
+    bool setInts(const char* name, std::initializer_list<int> values);
+    // Sixteen values, one row after the other: a Cg float4x4 set as it is.
+    bool setMatrix4RowMajor(const char* name, const std::array<float, 16>& rows);
+
+    // An RGBA8 texture with nearest filtering and clamp-to-edge, bound on its
+    // unit, with the named sampler uniform pointing at that unit.
+    bool bindTexture(const char* samplerName, int unit, int width, int height, const std::vector<std::uint8_t>& rgba);
+
+    // Fills the whole target with a quad whose corners are (-1,-1), (1,-1),
+    // (1,1), (-1,1), in that order.
+    void drawQuad(const std::array<Corner, 4>& corners);
+    void drawQuad(const Corner& everywhere) { drawQuad({everywhere, everywhere, everywhere, everywhere}); }
+
+    // The target's pixel, from the bottom row up, as values in [0, 1].
+    Float4 pixel(int x, int y);
+
+private:
+    int width_;
+    int height_;
+    EGLDisplay display_ = EGL_NO_DISPLAY;
+    EGLContext context_ = EGL_NO_CONTEXT;
+    GLuint framebuffer_ = 0;
+    GLuint target_ = 0;
+    GLuint program_ = 0;
+    std::vector<GLuint> programs_;
+    std::vector<GLuint> textures_;
+    std::string unavailableReason_;
+};

@@ -1,0 +1,285 @@
+#include "CgTranslator.h"
+#include "SurfacelessGL.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <memory>
+#include <sstream>
+
+namespace {
+
+using Float4 = SurfacelessGL::Float4;
+
+constexpr int targetSize = 4;
+// One step of an 8-bit channel, with room for the driver's rounding.
+constexpr float tolerance = 1.0f / 255.0f + 1e-4f;
+
+std::string text(const Float4& colour)
+{
+    std::ostringstream stream;
+    stream << "(" << colour[0] << ", " << colour[1] << ", " << colour[2] << ", " << colour[3] << ")";
+    return stream.str();
+}
+
+// Cg pixel shaders translated, linked with the fixed-function vertex stage and
+// drawn on a small quad; the pixels read back are compared with the CPU's
+// values for the same inputs.
+class TranslatedShaderDrawTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        gl_ = std::make_unique<SurfacelessGL>(targetSize, targetSize);
+        if (!gl_->available())
+            GTEST_SKIP() << "no OpenGL to draw with: " << gl_->unavailableReason();
+    }
+
+    ::testing::AssertionResult use(const std::string& source, const std::vector<std::string>& arguments = {})
+    {
+        const CgTranslator::Translation translation =
+            CgTranslator::translate("draw.fx", source, "main", CgTranslator::eStage::pixel, arguments);
+        if (!translation.succeeded)
+            return ::testing::AssertionFailure() << "translation failed:\n" << translation.listing;
+        std::string log;
+        if (!gl_->useFragmentShader(translation.glsl, log))
+            return ::testing::AssertionFailure() << "the driver refused the GLSL:\n" << log << "\n" << translation.glsl;
+        return ::testing::AssertionSuccess();
+    }
+
+    ::testing::AssertionResult pixelIs(int x, int y, const Float4& expected)
+    {
+        const Float4 drawn = gl_->pixel(x, y);
+        for (std::size_t channel = 0; channel < 4; ++channel) {
+            if (std::fabs(drawn[channel] - expected[channel]) > tolerance)
+                return ::testing::AssertionFailure() << "pixel (" << x << ", " << y << ") is " << text(drawn)
+                                                     << ", expected " << text(expected);
+        }
+        return ::testing::AssertionSuccess();
+    }
+
+    ::testing::AssertionResult everyPixelIs(const Float4& expected)
+    {
+        for (int y = 0; y < targetSize; ++y) {
+            for (int x = 0; x < targetSize; ++x) {
+                ::testing::AssertionResult result = pixelIs(x, y, expected);
+                if (!result)
+                    return result;
+            }
+        }
+        return ::testing::AssertionSuccess();
+    }
+
+    std::unique_ptr<SurfacelessGL> gl_;
+};
+
+} // namespace
+
+TEST_F(TranslatedShaderDrawTest, ConstantColourFillsTheTarget)
+{
+    ASSERT_TRUE(use("float4 main() : COLOR { return float4(1.0, 0.5, 0.25, 0.75); }\n"));
+    gl_->drawQuad(SurfacelessGL::Corner{});
+    EXPECT_TRUE(everyPixelIs({1.0f, 0.5f, 0.25f, 0.75f}));
+}
+
+TEST_F(TranslatedShaderDrawTest, EachTexcoordReadsTheCoordinateOfItsOwnUnit)
+{
+    // Every unit carries a different coordinate, so a shader reading the wrong
+    // unit draws the wrong colour.
+    SurfacelessGL::Corner corner;
+    for (std::size_t unit = 0; unit < 8; ++unit) {
+        const float step = static_cast<float>(unit) / 8.0f;
+        corner.texCoords[unit] = {step, 1.0f - step, 0.5f * step + 0.125f, 0.0625f + step};
+    }
+    for (std::size_t unit = 0; unit < 8; ++unit) {
+        SCOPED_TRACE("TEXCOORD" + std::to_string(unit));
+        ASSERT_TRUE(use("float4 main(float4 coordinate : TEXCOORD" + std::to_string(unit) +
+                        ") : COLOR { return coordinate; }\n"));
+        gl_->drawQuad(corner);
+        EXPECT_TRUE(everyPixelIs(corner.texCoords[unit]));
+    }
+
+    // All eight at once, with narrower types reading the leading components.
+    ASSERT_TRUE(use(R"(
+float4 main(float4 t0 : TEXCOORD0, float2 t1 : TEXCOORD1, float3 t2 : TEXCOORD2, float t3 : TEXCOORD3,
+            float4 t4 : TEXCOORD4, float4 t5 : TEXCOORD5, float4 t6 : TEXCOORD6, float4 t7 : TEXCOORD7) : COLOR
+{
+    return (t0 + t1.xyxy + t2.xyzz + t3 + t4 + t5 + t6 + t7) / 8;
+}
+)"));
+    gl_->drawQuad(corner);
+    const auto& t = corner.texCoords;
+    Float4 expected{};
+    for (std::size_t channel = 0; channel < 4; ++channel) {
+        const float narrow = t[1][channel % 2] + t[2][channel < 3 ? channel : 2] + t[3][0];
+        expected[channel] = (t[0][channel] + narrow + t[4][channel] + t[5][channel] + t[6][channel] + t[7][channel]) / 8;
+    }
+    EXPECT_TRUE(everyPixelIs(expected));
+}
+
+TEST_F(TranslatedShaderDrawTest, ColourInputIsThePrimaryColour)
+{
+    ASSERT_TRUE(use("float4 main(float4 colour : COLOR0) : COLOR { return colour.bgra * 0.5 + 0.25; }\n"));
+    SurfacelessGL::Corner corner;
+    corner.colour = {0.2f, 0.4f, 0.6f, 0.8f};
+    gl_->drawQuad(corner);
+    EXPECT_TRUE(everyPixelIs({0.6f * 0.5f + 0.25f, 0.4f * 0.5f + 0.25f, 0.2f * 0.5f + 0.25f, 0.8f * 0.5f + 0.25f}));
+}
+
+TEST_F(TranslatedShaderDrawTest, Tex2DReadsTheTexelUnderEachPixel)
+{
+    ASSERT_TRUE(use(R"(
+sampler2D image;
+uniform float4 tint;
+float4 main(float2 uv : TEXCOORD0) : COLOR { return tex2D(image, uv) * tint; }
+)"));
+    // A texel per target pixel, all different.
+    std::vector<std::uint8_t> texels;
+    for (int texel = 0; texel < targetSize * targetSize; ++texel) {
+        const auto value = static_cast<std::uint8_t>(texel * 16);
+        texels.insert(texels.end(), {value, static_cast<std::uint8_t>(255 - value), static_cast<std::uint8_t>(texel),
+                                     static_cast<std::uint8_t>(128 + texel)});
+    }
+    ASSERT_TRUE(gl_->bindTexture("image", 0, targetSize, targetSize, texels));
+    const Float4 tint{1.0f, 0.5f, 1.0f, 1.0f};
+    ASSERT_TRUE(gl_->setFloats("tint", {tint[0], tint[1], tint[2], tint[3]}));
+    std::array<SurfacelessGL::Corner, 4> corners;
+    corners[0].texCoords[0] = {0.0f, 0.0f, 0.0f, 1.0f};
+    corners[1].texCoords[0] = {1.0f, 0.0f, 0.0f, 1.0f};
+    corners[2].texCoords[0] = {1.0f, 1.0f, 0.0f, 1.0f};
+    corners[3].texCoords[0] = {0.0f, 1.0f, 0.0f, 1.0f};
+    gl_->drawQuad(corners);
+    for (int y = 0; y < targetSize; ++y) {
+        for (int x = 0; x < targetSize; ++x) {
+            const std::size_t first = static_cast<std::size_t>(y * targetSize + x) * 4;
+            Float4 expected{};
+            for (std::size_t channel = 0; channel < 4; ++channel)
+                expected[channel] = static_cast<float>(texels[first + channel]) / 255.0f * tint[channel];
+            EXPECT_TRUE(pixelIs(x, y, expected));
+        }
+    }
+}
+
+TEST_F(TranslatedShaderDrawTest, ScalarAndVectorUniformsSetByNameReachTheShader)
+{
+    ASSERT_TRUE(use(R"(
+uniform float amount;
+uniform float2 offset;
+uniform float3 colour;
+uniform float4 tint;
+uniform int count;
+uniform bool invert;
+float4 main() : COLOR
+{
+    float last = invert ? count / 8.0 : 0.0;
+    return float4(amount * offset.x + offset.y, colour.x * colour.y + colour.z, tint.x + tint.w, last);
+}
+)"));
+    ASSERT_TRUE(gl_->setFloats("amount", {0.5f}));
+    ASSERT_TRUE(gl_->setFloats("offset", {0.75f, 0.125f}));
+    ASSERT_TRUE(gl_->setFloats("colour", {0.5f, 0.5f, 0.375f}));
+    ASSERT_TRUE(gl_->setFloats("tint", {0.25f, 0.0f, 0.0f, 0.5f}));
+    ASSERT_TRUE(gl_->setInts("count", {3}));
+    ASSERT_TRUE(gl_->setInts("invert", {1}));
+    gl_->drawQuad(SurfacelessGL::Corner{});
+    EXPECT_TRUE(everyPixelIs({0.5f * 0.75f + 0.125f, 0.5f * 0.5f + 0.375f, 0.25f + 0.5f, 3.0f / 8.0f}));
+
+    ASSERT_TRUE(gl_->setInts("invert", {0}));
+    gl_->drawQuad(SurfacelessGL::Corner{});
+    EXPECT_TRUE(everyPixelIs({0.5f * 0.75f + 0.125f, 0.5f * 0.5f + 0.375f, 0.25f + 0.5f, 0.0f}));
+}
+
+TEST_F(TranslatedShaderDrawTest, Float4x4SetRowMajorMultipliesAsInCg)
+{
+    ASSERT_TRUE(use(R"(
+uniform float4x4 transform;
+uniform bool vectorFirst;
+float4 main(float4 v : TEXCOORD0) : COLOR
+{
+    return vectorFirst ? mul(v, transform) : mul(transform, v);
+}
+)"));
+    // Not symmetric, so a transposed upload draws different values.
+    const std::array<float, 16> rows{0.10f, 0.20f, 0.05f, 0.00f, //
+                                     0.00f, 0.15f, 0.25f, 0.10f, //
+                                     0.30f, 0.00f, 0.10f, 0.20f, //
+                                     0.05f, 0.05f, 0.00f, 0.40f};
+    ASSERT_TRUE(gl_->setMatrix4RowMajor("transform", rows));
+    SurfacelessGL::Corner corner;
+    corner.texCoords[0] = {1.0f, 0.5f, 0.25f, 0.75f};
+    const Float4& v = corner.texCoords[0];
+
+    Float4 matrixTimesVector{};
+    Float4 vectorTimesMatrix{};
+    for (std::size_t row = 0; row < 4; ++row) {
+        for (std::size_t column = 0; column < 4; ++column) {
+            matrixTimesVector[row] += rows[row * 4 + column] * v[column];
+            vectorTimesMatrix[column] += v[row] * rows[row * 4 + column];
+        }
+    }
+    ASSERT_TRUE(gl_->setInts("vectorFirst", {0}));
+    gl_->drawQuad(corner);
+    EXPECT_TRUE(everyPixelIs(matrixTimesVector));
+    ASSERT_TRUE(gl_->setInts("vectorFirst", {1}));
+    gl_->drawQuad(corner);
+    EXPECT_TRUE(everyPixelIs(vectorTimesMatrix));
+}
+
+TEST_F(TranslatedShaderDrawTest, BoundArgumentReplacesAUniformParameter)
+{
+    ASSERT_TRUE(use("float4 main(uniform float gain, uniform float bias) : COLOR { return gain + float4(0, bias, 0, 1); }\n",
+                    {"0.25"}));
+    ASSERT_TRUE(gl_->setFloats("bias", {0.5f}));
+    gl_->drawQuad(SurfacelessGL::Corner{});
+    EXPECT_TRUE(everyPixelIs({0.25f, 0.75f, 0.25f, 1.0f}));
+}
+
+TEST_F(TranslatedShaderDrawTest, OutParameterAndStaticConstArrayComputeAsOnTheCpu)
+{
+    ASSERT_TRUE(use(R"(
+static const float weights[4] = { 0.1, 0.2, 0.3, 0.4 };
+struct Mix { float4 colour; float total; };
+void weigh(float4 colour, out Mix result)
+{
+    result.colour = 0;
+    result.total = 0;
+    for (int index = 0; index < 4; index++) {
+        result.colour[index] = colour[index] * weights[index];
+        result.total += weights[index];
+    }
+}
+float4 main(float4 colour : COLOR0) : COLOR
+{
+    Mix result;
+    weigh(colour, result);
+    return result.colour / result.total * 2;
+}
+)"));
+    SurfacelessGL::Corner corner;
+    corner.colour = {0.9f, 0.8f, 0.6f, 0.5f};
+    gl_->drawQuad(corner);
+    const float weights[4] = {0.1f, 0.2f, 0.3f, 0.4f};
+    const float total = weights[0] + weights[1] + weights[2] + weights[3];
+    Float4 expected{};
+    for (std::size_t channel = 0; channel < 4; ++channel)
+        expected[channel] = corner.colour[channel] * weights[channel] / total * 2.0f;
+    EXPECT_TRUE(everyPixelIs(expected));
+}
+
+TEST_F(TranslatedShaderDrawTest, FixedAndHalfTypesComputeAsFloats)
+{
+    ASSERT_TRUE(use(R"(
+fixed3 darken(fixed3 colour, half amount) { return colour * amount; }
+fixed4 main(fixed4 colour : COLOR0, half2 uv : TEXCOORD0) : COLOR
+{
+    fixed2x2 swap = fixed2x2(0, 1, 1, 0);
+    half2 swapped = mul(swap, uv);
+    return fixed4(darken(colour.rgb, 0.5x), swapped.x);
+}
+)"));
+    SurfacelessGL::Corner corner;
+    corner.colour = {0.8f, 0.4f, 0.2f, 1.0f};
+    corner.texCoords[0] = {0.25f, 0.625f, 0.0f, 1.0f};
+    gl_->drawQuad(corner);
+    EXPECT_TRUE(everyPixelIs({0.4f, 0.2f, 0.1f, 0.625f}));
+}

@@ -1,0 +1,193 @@
+// The effect compiler: Cg effect files to GLSL, for effect authors and, with
+// --serve, as the library's compiler process.
+//
+// Two definitions exist for the library's tests and do nothing useful for
+// anyone else: KVFXC_TEST_ABORT makes the compiler abort and KVFXC_TEST_HANG
+// makes it wait for ever, as a translator that crashes or hangs would.
+
+#include "EffectCompilerProcess.h"
+#include "EffectParser.h"
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <iostream>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <unistd.h>
+
+namespace {
+
+const char kUsage[] =
+    "usage: kvfxc [-D NAME=VALUE]... [--technique NAME] [--validate] FILE\n"
+    "       kvfxc --serve\n"
+    "Compiles a Cg effect file to GLSL and prints each technique's passes with their\n"
+    "GLSL, the parameters with their types, semantics and annotations, and the error\n"
+    "listing. Exits 0 when the file compiles, 1 when it does not, 2 on bad usage.\n"
+    "--validate (linking every pass on this machine's OpenGL) is not available in\n"
+    "this build: it exits 2.\n"
+    "--serve reads one request on standard input and writes one reply on standard\n"
+    "output, for the library.\n";
+
+void obeyTestDefinitions(const EffectParser::Definitions& definitions)
+{
+    for (const auto& [name, value] : definitions) {
+        if (name == "KVFXC_TEST_ABORT")
+            std::abort();
+        if (name == "KVFXC_TEST_HANG") {
+            for (;;)
+                std::this_thread::sleep_for(std::chrono::hours(1));
+        }
+    }
+}
+
+int serve()
+{
+    std::string bytes;
+    char buffer[65536];
+    for (;;) {
+        const ssize_t got = ::read(STDIN_FILENO, buffer, sizeof buffer);
+        if (got < 0 && errno == EINTR)
+            continue;
+        if (got <= 0)
+            break;
+        bytes.append(buffer, size_t(got));
+    }
+    EffectCompilerProcess::Request request;
+    if (!EffectCompilerProcess::decodeRequest(bytes, request)) {
+        std::fputs("kvfxc: the request could not be read\n", stderr);
+        return 2;
+    }
+    obeyTestDefinitions(request.definitions);
+    const std::string reply = EffectCompilerProcess::encodeReply(EffectCompilerProcess::compileHere(request));
+    return std::fwrite(reply.data(), 1, reply.size(), stdout) == reply.size() && std::fflush(stdout) == 0 ? 0 : 2;
+}
+
+std::string annotationText(const EffectAnnotation& annotation)
+{
+    std::string text = annotation.typeName + " " + annotation.name + " = ";
+    if (annotation.type == EffectAnnotation::eString)
+        return text + "\"" + annotation.text + "\"";
+    for (size_t index = 0; index < annotation.values.size(); ++index) {
+        std::ostringstream number;
+        number << annotation.values[index];
+        text += (index ? ", " : "") + number.str();
+    }
+    return text;
+}
+
+void printAnnotations(const EffectAnnotations& annotations, const char* indent)
+{
+    for (const EffectAnnotation& annotation : annotations)
+        std::cout << indent << annotationText(annotation) << "\n";
+}
+
+void printModel(const EffectModel& model, const EffectCompilerProcess::Result& result, const std::string& only)
+{
+    for (const EffectParameter& parameter : model.parameters) {
+        std::cout << "parameter " << parameter.type.name << " " << parameter.name;
+        for (const unsigned size : parameter.arraySizes)
+            std::cout << "[" << size << "]";
+        if (!parameter.semantic.empty())
+            std::cout << " : " << parameter.semantic;
+        if (!parameter.defaultText.empty())
+            std::cout << " = " << parameter.defaultText;
+        std::cout << "\n";
+        printAnnotations(parameter.annotations, "    ");
+    }
+    for (const EffectSampler& sampler : model.samplers) {
+        std::cout << "sampler " << sampler.typeName << " " << sampler.name;
+        if (!sampler.texture.empty())
+            std::cout << " (texture " << sampler.texture << ")";
+        std::cout << "\n";
+        printAnnotations(sampler.annotations, "    ");
+    }
+    for (const EffectTechnique& technique : model.techniques) {
+        if (!only.empty() && technique.name != only)
+            continue;
+        std::cout << "technique " << technique.name << "\n";
+        printAnnotations(technique.annotations, "    ");
+        for (const EffectPass& pass : technique.passes) {
+            std::cout << "  pass " << pass.name << "\n";
+            printAnnotations(pass.annotations, "      ");
+            for (const EffectState& state : pass.states)
+                std::cout << "      " << state.name << " = " << state.value << "\n";
+            for (const EffectCompilerProcess::Shader& shader : result.shaders) {
+                if (shader.technique != technique.name || shader.pass != pass.name)
+                    continue;
+                std::cout << "    "
+                          << (shader.stage == CgTranslator::eStage::vertex ? "vertex program " : "pixel program ")
+                          << shader.entry << "\n"
+                          << shader.glsl;
+                if (!shader.glsl.empty() && shader.glsl.back() != '\n')
+                    std::cout << "\n";
+            }
+        }
+    }
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    EffectCompilerProcess::Request request;
+    std::string path;
+    for (int index = 1; index < argc; ++index) {
+        const std::string argument = argv[index];
+        if (argument == "--serve" && argc == 2)
+            return serve();
+        if (argument == "--help" || argument == "-h") {
+            std::cout << kUsage;
+            return 0;
+        }
+        if (argument == "--validate") {
+            std::cerr << "kvfxc: validation is not available in this build\n";
+            return 2;
+        }
+        std::string definition;
+        if (argument == "-D" && index + 1 < argc)
+            definition = argv[++index];
+        else if (argument.rfind("-D", 0) == 0 && argument.size() > 2)
+            definition = argument.substr(2);
+        else if (argument == "--technique" && index + 1 < argc) {
+            request.technique = argv[++index];
+            continue;
+        } else if (!argument.empty() && argument[0] != '-' && path.empty()) {
+            path = argument;
+            continue;
+        } else {
+            std::cerr << kUsage;
+            return 2;
+        }
+        const size_t equals = definition.find('=');
+        request.definitions.emplace_back(definition.substr(0, equals),
+                                         equals == std::string::npos ? "1" : definition.substr(equals + 1));
+    }
+    if (path.empty()) {
+        std::cerr << kUsage;
+        return 2;
+    }
+    std::ifstream file(path, std::ios::binary);
+    if (!file) {
+        std::cerr << "kvfxc: cannot read " << path << "\n";
+        return 2;
+    }
+    std::ostringstream source;
+    source << file.rdbuf();
+    request.source = source.str();
+    request.name = path;
+    const size_t slash = path.rfind('/');
+    request.folder = slash == std::string::npos ? "./" : path.substr(0, slash + 1);
+    obeyTestDefinitions(request.definitions);
+
+    const EffectCompilerProcess::Result result = EffectCompilerProcess::compileHere(request);
+    const EffectModel model =
+        EffectParser::parseBuffer(request.source, request.name, request.folder, request.definitions);
+    printModel(model, result, request.technique);
+    std::cout << std::flush;
+    std::cerr << result.listing;
+    return result.succeeded ? 0 : 1;
+}
