@@ -7,6 +7,7 @@
 
 #include "EffectCompilerProcess.h"
 #include "EffectParser.h"
+#include "PassValidator.h"
 
 #include <chrono>
 #include <cstdio>
@@ -18,6 +19,7 @@
 #include <string>
 #include <thread>
 #include <unistd.h>
+#include <vector>
 
 namespace {
 
@@ -27,8 +29,9 @@ const char kUsage[] =
     "Compiles a Cg effect file to GLSL and prints each technique's passes with their\n"
     "GLSL, the parameters with their types, semantics and annotations, and the error\n"
     "listing. Exits 0 when the file compiles, 1 when it does not, 2 on bad usage.\n"
-    "--validate (linking every pass on this machine's OpenGL) is not available in\n"
-    "this build: it exits 2.\n"
+    "--validate also links every pass on this machine's OpenGL (surfaceless EGL) and\n"
+    "lists the driver's errors; it exits 0 only when every pass links, and 2 when no\n"
+    "OpenGL can be had.\n"
     "--serve reads one request on standard input and writes one reply on standard\n"
     "output, for the library.\n";
 
@@ -129,12 +132,45 @@ void printModel(const EffectModel& model, const EffectCompilerProcess::Result& r
     }
 }
 
+// The driver's messages go into the listing as errors on line 0: the GLSL's
+// lines are not the effect file's.
+int validatePasses(const EffectModel& model, const EffectCompilerProcess::Result& result,
+                   const EffectCompilerProcess::Request& request)
+{
+    PassValidator validator;
+    if (!validator.available()) {
+        std::cerr << "kvfxc: cannot validate, " << validator.unavailableReason() << "\n";
+        return 2;
+    }
+    bool linked = true;
+    for (const EffectTechnique& technique : model.techniques) {
+        if (!request.technique.empty() && technique.name != request.technique)
+            continue;
+        for (const EffectPass& pass : technique.passes) {
+            std::vector<PassValidator::Shader> shaders;
+            for (const EffectCompilerProcess::Shader& shader : result.shaders) {
+                if (shader.technique == technique.name && shader.pass == pass.name)
+                    shaders.push_back({shader.stage == CgTranslator::eStage::vertex, shader.glsl});
+            }
+            if (shaders.empty())
+                continue;
+            for (const std::string& message : validator.link(shaders)) {
+                std::cerr << request.name << "(0) : error: pass " << technique.name << "/" << pass.name << ": "
+                          << message << "\n";
+                linked = false;
+            }
+        }
+    }
+    return linked ? 0 : 1;
+}
+
 } // namespace
 
 int main(int argc, char** argv)
 {
     EffectCompilerProcess::Request request;
     std::string path;
+    bool validate = false;
     for (int index = 1; index < argc; ++index) {
         const std::string argument = argv[index];
         if (argument == "--serve" && argc == 2)
@@ -144,8 +180,8 @@ int main(int argc, char** argv)
             return 0;
         }
         if (argument == "--validate") {
-            std::cerr << "kvfxc: validation is not available in this build\n";
-            return 2;
+            validate = true;
+            continue;
         }
         std::string definition;
         if (argument == "-D" && index + 1 < argc)
@@ -189,5 +225,7 @@ int main(int argc, char** argv)
     printModel(model, result, request.technique);
     std::cout << std::flush;
     std::cerr << result.listing;
-    return result.succeeded ? 0 : 1;
+    if (!result.succeeded)
+        return 1;
+    return validate ? validatePasses(model, result, request) : 0;
 }

@@ -100,11 +100,12 @@ CgSource cgSourceOf(const EffectModel& model)
     for (const EffectParameter& parameter : model.parameters) {
         if (parameter.type.base == EffectType::eString)
             continue;
-        std::string declaration = "uniform " + parameter.type.name + " " + parameter.name;
+        std::string declaration = "uniform ";
+        declaration.append(parameter.type.name).append(" ").append(parameter.name);
         const size_t elementSize = size_t(parameter.type.rows) * parameter.type.columns;
         for (const unsigned size : parameter.arraySizes) {
             const size_t known = size ? size : (elementSize ? parameter.defaults.size() / elementSize : 0);
-            declaration += "[" + std::to_string(known ? known : 1) + "]";
+            declaration.append("[").append(std::to_string(known ? known : 1)).append("]");
         }
         source.add(declaration + ";", parameter.location);
     }
@@ -142,8 +143,11 @@ std::string effectLines(const std::string& listing, const CgSource& source, cons
 
 EffectCompilerProcess::Result failure(const std::string& name, const std::string& message)
 {
+    EffectError error;
+    error.location = {name, 0};
+    error.message = message;
     EffectCompilerProcess::Result result;
-    result.listing = effectListing({{{name, 0}, message}});
+    result.listing = effectListing({error});
     return result;
 }
 
@@ -329,10 +333,12 @@ EffectCompilerProcess::Result EffectCompilerProcess::compileHere(const Request& 
             }
         }
     }
-    if (model.techniques.empty())
-        errors.push_back({{request.name, 1}, "the effect has no technique"});
-    else if (!found)
-        errors.push_back({{request.name, 1}, "no technique named " + request.technique});
+    if (model.techniques.empty() || !found) {
+        EffectError missing;
+        missing.location = {request.name, 1};
+        missing.message = model.techniques.empty() ? "the effect has no technique" : "no technique named " + request.technique;
+        errors.push_back(missing);
+    }
     result.listing += effectListing(errors);
     result.succeeded = result.listing.empty();
     return result;

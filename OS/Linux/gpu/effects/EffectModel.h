@@ -1,20 +1,32 @@
 #pragma once
 
 #include <string>
+#include <utility>
 #include <vector>
 
 // What an effect file declares, as the parser reads it: plain records for the
 // effect compiler. Source lines are 1-based lines of the file that held the text,
 // after includes, so that messages point where the author looks.
 
+// Constructors rather than aggregates: the optimiser then sees every string
+// built, and raises no false alarms about uninitialised members.
 struct EffectLocation
 {
+    EffectLocation() = default;
+    EffectLocation(std::string file, unsigned line) : file(std::move(file)), line(line) {}
+
     std::string file;
     unsigned line = 0;
 };
 
 struct EffectError
 {
+    EffectError() = default;
+    EffectError(EffectLocation location, std::string message)
+        : location(std::move(location)), message(std::move(message))
+    {
+    }
+
     EffectLocation location;
     std::string message;
 };
