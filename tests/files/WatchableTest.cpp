@@ -348,7 +348,9 @@ TEST_F(WatchableTest, DestructionWhileChangesFlowStopsDeliveryAndReleasesTheHand
     std::atomic<bool> stop{false};
     std::thread writer([&] {
         for (unsigned round = 0; !stop; ++round) {
-            const std::string name = in("f" + std::to_string(round % 8) + ".txt");
+            std::string leaf = "f";
+            leaf.append(std::to_string(round % 8)).append(".txt");
+            const std::string name = in(leaf);
             writeFile(name, "data");
             unlink(name.c_str());
         }
