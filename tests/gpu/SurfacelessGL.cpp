@@ -223,6 +223,24 @@ bool SurfacelessGL::bindTexture(const char* samplerName, int unit, int width, in
     return setInts(samplerName, {unit});
 }
 
+bool SurfacelessGL::bindTargetCopy(const char* samplerName, int unit)
+{
+    if (!available())
+        return false;
+    GLuint texture = 0;
+    glGenTextures(1, &texture);
+    textures_.push_back(texture);
+    glActiveTexture(static_cast<GLenum>(GL_TEXTURE0 + unit));
+    glBindTexture(GL_TEXTURE_2D, texture);
+    glCopyTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA8, 0, 0, width_, height_, 0);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
+    glActiveTexture(GL_TEXTURE0);
+    return setInts(samplerName, {unit});
+}
+
 void SurfacelessGL::drawQuad(const std::array<Corner, 4>& corners)
 {
     if (!available())
@@ -238,6 +256,8 @@ void SurfacelessGL::drawQuad(const std::array<Corner, 4>& corners)
         }
         const Float4& colour = corners[corner].colour;
         glColor4f(colour[0], colour[1], colour[2], colour[3]);
+        const std::array<float, 3>& secondary = corners[corner].secondaryColour;
+        glSecondaryColor3f(secondary[0], secondary[1], secondary[2]);
         // glVertex comes last: it emits the vertex with the current attributes.
         glVertex2fv(positions[corner]);
     }

@@ -29,6 +29,8 @@ public:
     {
         std::array<Float4, 8> texCoords{};
         Float4 colour{1.0f, 1.0f, 1.0f, 1.0f};
+        // Three components: the fixed-function secondary colour has no alpha of its own.
+        std::array<float, 3> secondaryColour{0.0f, 0.0f, 0.0f};
     };
 
     SurfacelessGL(int width, int height);
@@ -56,6 +58,10 @@ public:
     // An RGBA8 texture with nearest filtering and clamp-to-edge, bound on its
     // unit, with the named sampler uniform pointing at that unit.
     bool bindTexture(const char* samplerName, int unit, int width, int height, const std::vector<std::uint8_t>& rgba);
+
+    // A texture holding what the target holds now, set up and bound as
+    // bindTexture's: how a render-target texture of one pass reaches the next.
+    bool bindTargetCopy(const char* samplerName, int unit);
 
     // Fills the whole target with a quad whose corners are (-1,-1), (1,-1),
     // (1,1), (-1,1), in that order.
