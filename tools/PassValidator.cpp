@@ -1,25 +1,10 @@
 #include "PassValidator.h"
 
-#include <EGL/eglext.h>
-
 #include <cstring>
 #include <deque>
 #include <sstream>
 
 namespace {
-
-bool hasExtension(const char* extensions, const char* name)
-{
-    if (extensions == nullptr)
-        return false;
-    const std::size_t length = std::strlen(name);
-    for (const char* found = std::strstr(extensions, name); found != nullptr; found = std::strstr(found + 1, name)) {
-        const bool startsWord = found == extensions || found[-1] == ' ';
-        if (startsWord && (found[length] == ' ' || found[length] == '\0'))
-            return true;
-    }
-    return false;
-}
 
 class ShaderObject
 {
@@ -47,24 +32,6 @@ private:
     GLuint name_;
 };
 
-std::string shaderLog(GLuint shader)
-{
-    GLint length = 0;
-    glGetShaderiv(shader, GL_INFO_LOG_LENGTH, &length);
-    std::string log(static_cast<std::size_t>(length > 0 ? length : 1), '\0');
-    glGetShaderInfoLog(shader, static_cast<GLsizei>(log.size()), nullptr, log.data());
-    return log.c_str();
-}
-
-std::string programLog(GLuint program)
-{
-    GLint length = 0;
-    glGetProgramiv(program, GL_INFO_LOG_LENGTH, &length);
-    std::string log(static_cast<std::size_t>(length > 0 ? length : 1), '\0');
-    glGetProgramInfoLog(program, static_cast<GLsizei>(log.size()), nullptr, log.data());
-    return log.c_str();
-}
-
 void appendLines(const std::string& log, std::vector<std::string>& lines)
 {
     std::istringstream stream(log);
@@ -78,80 +45,11 @@ void appendLines(const std::string& log, std::vector<std::string>& lines)
 
 } // namespace
 
-PassValidator::PassValidator()
-{
-    if (!hasExtension(eglQueryString(EGL_NO_DISPLAY, EGL_EXTENSIONS), "EGL_MESA_platform_surfaceless")) {
-        unavailableReason_ = "EGL offers no surfaceless platform (EGL_MESA_platform_surfaceless)";
-        return;
-    }
-    const auto getPlatformDisplay =
-        reinterpret_cast<PFNEGLGETPLATFORMDISPLAYEXTPROC>(eglGetProcAddress("eglGetPlatformDisplayEXT"));
-    if (getPlatformDisplay == nullptr) {
-        unavailableReason_ = "EGL has no eglGetPlatformDisplayEXT";
-        return;
-    }
-    display_ = getPlatformDisplay(EGL_PLATFORM_SURFACELESS_MESA, EGL_DEFAULT_DISPLAY, nullptr);
-    if (display_ == EGL_NO_DISPLAY || !eglInitialize(display_, nullptr, nullptr)) {
-        display_ = EGL_NO_DISPLAY;
-        unavailableReason_ = "no surfaceless EGL display (no GPU driver or Mesa)";
-        return;
-    }
-    const char* displayExtensions = eglQueryString(display_, EGL_EXTENSIONS);
-    if (!hasExtension(displayExtensions, "EGL_KHR_create_context") ||
-        !hasExtension(displayExtensions, "EGL_KHR_surfaceless_context")) {
-        unavailableReason_ = "EGL lacks EGL_KHR_create_context or EGL_KHR_surfaceless_context";
-        return;
-    }
-    if (!eglBindAPI(EGL_OPENGL_API)) {
-        unavailableReason_ = "EGL does not offer desktop OpenGL";
-        return;
-    }
-    const EGLint configAttributes[] = {EGL_RENDERABLE_TYPE, EGL_OPENGL_BIT, EGL_SURFACE_TYPE, EGL_PBUFFER_BIT,
-                                       EGL_NONE};
-    EGLConfig config = nullptr;
-    EGLint configCount = 0;
-    if (!eglChooseConfig(display_, configAttributes, &config, 1, &configCount) || configCount < 1) {
-        unavailableReason_ = "EGL has no configuration for desktop OpenGL";
-        return;
-    }
-    // The compatibility profile needs 3.2 to be asked for by name; the driver
-    // gives its highest compatible version, which is what the editor will get.
-    const EGLint contextAttributes[] = {EGL_CONTEXT_MAJOR_VERSION_KHR,
-                                        3,
-                                        EGL_CONTEXT_MINOR_VERSION_KHR,
-                                        2,
-                                        EGL_CONTEXT_OPENGL_PROFILE_MASK_KHR,
-                                        EGL_CONTEXT_OPENGL_COMPATIBILITY_PROFILE_BIT_KHR,
-                                        EGL_NONE};
-    const EGLContext context = eglCreateContext(display_, config, EGL_NO_CONTEXT, contextAttributes);
-    if (context == EGL_NO_CONTEXT) {
-        unavailableReason_ = "EGL could not make a compatibility-profile OpenGL context";
-        return;
-    }
-    if (!eglMakeCurrent(display_, EGL_NO_SURFACE, EGL_NO_SURFACE, context)) {
-        eglDestroyContext(display_, context);
-        unavailableReason_ = "EGL could not make the context current without a surface";
-        return;
-    }
-    context_ = context;
-}
-
-PassValidator::~PassValidator()
-{
-    if (context_ != EGL_NO_CONTEXT) {
-        eglMakeCurrent(display_, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
-        eglDestroyContext(display_, context_);
-    }
-    // The display stays initialised: terminating it unloads the driver, and
-    // what the driver keeps for the process would then show as leaks of
-    // unknown code to a leak checker run over the tool.
-}
-
 std::vector<std::string> PassValidator::link(const std::vector<Shader>& shaders)
 {
     std::vector<std::string> messages;
     if (!available()) {
-        messages.push_back(unavailableReason_);
+        messages.push_back(unavailableReason());
         return messages;
     }
     const ProgramObject program;
@@ -166,7 +64,7 @@ std::vector<std::string> PassValidator::link(const std::vector<Shader>& shaders)
         glGetShaderiv(object.name(), GL_COMPILE_STATUS, &succeeded);
         if (succeeded != GL_TRUE) {
             const std::size_t before = messages.size();
-            appendLines(shaderLog(object.name()), messages);
+            appendLines(SurfacelessContext::shaderLog(object.name()), messages);
             if (messages.size() == before)
                 messages.push_back(std::string("the driver does not compile the ") +
                                    (shader.vertex ? "vertex" : "pixel") + " program");
@@ -181,7 +79,7 @@ std::vector<std::string> PassValidator::link(const std::vector<Shader>& shaders)
     GLint linked = GL_FALSE;
     glGetProgramiv(program.name(), GL_LINK_STATUS, &linked);
     if (linked != GL_TRUE) {
-        appendLines(programLog(program.name()), messages);
+        appendLines(SurfacelessContext::programLog(program.name()), messages);
         if (messages.empty())
             messages.push_back("the driver does not link the pass");
     }

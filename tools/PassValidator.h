@@ -1,9 +1,6 @@
 #pragma once
 
-// epoxy first: it defines the Khronos types itself and guards EGL's copy out.
-#include <epoxy/gl.h>
-
-#include <EGL/egl.h>
+#include "SurfacelessContext.h"
 
 #include <string>
 #include <vector>
@@ -24,13 +21,8 @@ public:
         std::string glsl;
     };
 
-    PassValidator();
-    ~PassValidator();
-    PassValidator(const PassValidator&) = delete;
-    PassValidator& operator=(const PassValidator&) = delete;
-
-    bool available() const { return context_ != EGL_NO_CONTEXT; }
-    const std::string& unavailableReason() const { return unavailableReason_; }
+    bool available() const { return context_.available(); }
+    const std::string& unavailableReason() const { return context_.unavailableReason(); }
 
     // Compiles the pass's shaders and links them into one program; a stage the
     // pass lacks is the fixed-function one. Empty when everything links,
@@ -38,7 +30,5 @@ public:
     std::vector<std::string> link(const std::vector<Shader>& shaders);
 
 private:
-    EGLDisplay display_ = EGL_NO_DISPLAY;
-    EGLContext context_ = EGL_NO_CONTEXT;
-    std::string unavailableReason_;
+    SurfacelessContext context_;
 };

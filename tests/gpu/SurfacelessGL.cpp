@@ -1,101 +1,17 @@
 #include "SurfacelessGL.h"
 
-#include <EGL/eglext.h>
-
 #include <cstring>
 
 namespace {
-
-bool hasExtension(const char* extensions, const char* name)
-{
-    if (extensions == nullptr)
-        return false;
-    const std::size_t length = std::strlen(name);
-    for (const char* found = std::strstr(extensions, name); found != nullptr; found = std::strstr(found + 1, name)) {
-        const bool startsWord = found == extensions || found[-1] == ' ';
-        if (startsWord && (found[length] == ' ' || found[length] == '\0'))
-            return true;
-    }
-    return false;
-}
-
-std::string shaderLog(GLuint shader)
-{
-    GLint length = 0;
-    glGetShaderiv(shader, GL_INFO_LOG_LENGTH, &length);
-    std::string log(static_cast<std::size_t>(length > 0 ? length : 1), '\0');
-    glGetShaderInfoLog(shader, length, nullptr, log.data());
-    return log;
-}
-
-std::string programLog(GLuint program)
-{
-    GLint length = 0;
-    glGetProgramiv(program, GL_INFO_LOG_LENGTH, &length);
-    std::string log(static_cast<std::size_t>(length > 0 ? length : 1), '\0');
-    glGetProgramInfoLog(program, length, nullptr, log.data());
-    return log;
-}
 
 } // namespace
 
 SurfacelessGL::SurfacelessGL(int width, int height) : width_(width), height_(height)
 {
-    const char* clientExtensions = eglQueryString(EGL_NO_DISPLAY, EGL_EXTENSIONS);
-    if (!hasExtension(clientExtensions, "EGL_MESA_platform_surfaceless")) {
-        unavailableReason_ = "EGL offers no surfaceless platform (EGL_MESA_platform_surfaceless)";
+    if (!context_.available()) {
+        unavailableReason_ = context_.unavailableReason();
         return;
     }
-    const auto getPlatformDisplay =
-        reinterpret_cast<PFNEGLGETPLATFORMDISPLAYEXTPROC>(eglGetProcAddress("eglGetPlatformDisplayEXT"));
-    if (getPlatformDisplay == nullptr) {
-        unavailableReason_ = "EGL has no eglGetPlatformDisplayEXT";
-        return;
-    }
-    display_ = getPlatformDisplay(EGL_PLATFORM_SURFACELESS_MESA, EGL_DEFAULT_DISPLAY, nullptr);
-    if (display_ == EGL_NO_DISPLAY || !eglInitialize(display_, nullptr, nullptr)) {
-        display_ = EGL_NO_DISPLAY;
-        unavailableReason_ = "no surfaceless EGL display (no GPU driver or Mesa)";
-        return;
-    }
-    const char* displayExtensions = eglQueryString(display_, EGL_EXTENSIONS);
-    if (!hasExtension(displayExtensions, "EGL_KHR_create_context") ||
-        !hasExtension(displayExtensions, "EGL_KHR_surfaceless_context")) {
-        unavailableReason_ = "EGL lacks EGL_KHR_create_context or EGL_KHR_surfaceless_context";
-        return;
-    }
-    if (!eglBindAPI(EGL_OPENGL_API)) {
-        unavailableReason_ = "EGL does not offer desktop OpenGL";
-        return;
-    }
-    const EGLint configAttributes[] = {EGL_RENDERABLE_TYPE, EGL_OPENGL_BIT, EGL_SURFACE_TYPE, EGL_PBUFFER_BIT,
-                                       EGL_NONE};
-    EGLConfig config = nullptr;
-    EGLint configCount = 0;
-    if (!eglChooseConfig(display_, configAttributes, &config, 1, &configCount) || configCount < 1) {
-        unavailableReason_ = "EGL has no configuration for desktop OpenGL";
-        return;
-    }
-    // The compatibility profile needs 3.2 to be asked for by name; the driver
-    // gives its highest compatible version.
-    const EGLint contextAttributes[] = {EGL_CONTEXT_MAJOR_VERSION_KHR,
-                                        3,
-                                        EGL_CONTEXT_MINOR_VERSION_KHR,
-                                        2,
-                                        EGL_CONTEXT_OPENGL_PROFILE_MASK_KHR,
-                                        EGL_CONTEXT_OPENGL_COMPATIBILITY_PROFILE_BIT_KHR,
-                                        EGL_NONE};
-    const EGLContext context = eglCreateContext(display_, config, EGL_NO_CONTEXT, contextAttributes);
-    if (context == EGL_NO_CONTEXT) {
-        unavailableReason_ = "EGL could not make a compatibility-profile OpenGL context";
-        return;
-    }
-    if (!eglMakeCurrent(display_, EGL_NO_SURFACE, EGL_NO_SURFACE, context)) {
-        eglDestroyContext(display_, context);
-        unavailableReason_ = "EGL could not make the context current without a surface";
-        return;
-    }
-    context_ = context;
 
     glGenTextures(1, &target_);
     glBindTexture(GL_TEXTURE_2D, target_);
@@ -117,21 +33,17 @@ SurfacelessGL::SurfacelessGL(int width, int height) : width_(width), height_(hei
     glClear(GL_COLOR_BUFFER_BIT);
 }
 
+// The context member goes after this body, so the objects go while it is current.
 SurfacelessGL::~SurfacelessGL()
 {
-    if (context_ != EGL_NO_CONTEXT) {
-        for (GLuint program : programs_)
-            glDeleteProgram(program);
-        if (!textures_.empty())
-            glDeleteTextures(static_cast<GLsizei>(textures_.size()), textures_.data());
-        glDeleteFramebuffers(1, &framebuffer_);
-        glDeleteTextures(1, &target_);
-        eglMakeCurrent(display_, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
-        eglDestroyContext(display_, context_);
-    }
-    // The display stays initialised: terminating it unloads the driver, and
-    // what the driver keeps for the process would then show as leaks of
-    // unknown code to a leak checker.
+    if (!context_.available())
+        return;
+    for (GLuint program : programs_)
+        glDeleteProgram(program);
+    if (!textures_.empty())
+        glDeleteTextures(static_cast<GLsizei>(textures_.size()), textures_.data());
+    glDeleteFramebuffers(1, &framebuffer_);
+    glDeleteTextures(1, &target_);
 }
 
 bool SurfacelessGL::useFragmentShader(const std::string& glsl, std::string& log)
@@ -145,7 +57,7 @@ bool SurfacelessGL::useFragmentShader(const std::string& glsl, std::string& log)
     GLint compiled = GL_FALSE;
     glGetShaderiv(shader, GL_COMPILE_STATUS, &compiled);
     if (compiled != GL_TRUE) {
-        log = shaderLog(shader);
+        log = SurfacelessContext::shaderLog(shader);
         glDeleteShader(shader);
         return false;
     }
@@ -158,7 +70,7 @@ bool SurfacelessGL::useFragmentShader(const std::string& glsl, std::string& log)
     GLint linked = GL_FALSE;
     glGetProgramiv(program, GL_LINK_STATUS, &linked);
     if (linked != GL_TRUE) {
-        log = programLog(program);
+        log = SurfacelessContext::programLog(program);
         return false;
     }
     program_ = program;

@@ -1,9 +1,6 @@
 #pragma once
 
-// epoxy first: it defines the Khronos types itself and guards EGL's copy out.
-#include <epoxy/gl.h>
-
-#include <EGL/egl.h>
+#include "SurfacelessContext.h"
 
 #include <array>
 #include <cstdint>
@@ -38,7 +35,7 @@ public:
     SurfacelessGL(const SurfacelessGL&) = delete;
     SurfacelessGL& operator=(const SurfacelessGL&) = delete;
 
-    bool available() const { return context_ != EGL_NO_CONTEXT && unavailableReason_.empty(); }
+    bool available() const { return context_.available() && unavailableReason_.empty(); }
     const std::string& unavailableReason() const { return unavailableReason_; }
     int width() const { return width_; }
     int height() const { return height_; }
@@ -74,8 +71,7 @@ public:
 private:
     int width_;
     int height_;
-    EGLDisplay display_ = EGL_NO_DISPLAY;
-    EGLContext context_ = EGL_NO_CONTEXT;
+    SurfacelessContext context_;
     GLuint framebuffer_ = 0;
     GLuint target_ = 0;
     GLuint program_ = 0;
