@@ -78,37 +78,40 @@ bool SurfacelessGL::useFragmentShader(const std::string& glsl, std::string& log)
     return true;
 }
 
+namespace
+{
+    // One uniform of one to four components, through the setter for its width.
+    template <class T>
+    bool setComponents(GLint location, std::initializer_list<T> values,
+                       void (*const setters[4])(GLint, GLsizei, const T*))
+    {
+        if (location < 0 || values.size() < 1 || values.size() > 4)
+            return false;
+        setters[values.size() - 1](location, 1, values.begin());
+        return true;
+    }
+}
+
+GLint SurfacelessGL::uniformLocation(const char* name) const
+{
+    return available() ? glGetUniformLocation(program_, name) : -1;
+}
+
 bool SurfacelessGL::setFloats(const char* name, std::initializer_list<float> values)
 {
-    const GLint location = available() ? glGetUniformLocation(program_, name) : -1;
-    if (location < 0)
-        return false;
-    switch (values.size()) {
-    case 1: glUniform1fv(location, 1, values.begin()); return true;
-    case 2: glUniform2fv(location, 1, values.begin()); return true;
-    case 3: glUniform3fv(location, 1, values.begin()); return true;
-    case 4: glUniform4fv(location, 1, values.begin()); return true;
-    default: return false;
-    }
+    const PFNGLUNIFORM1FVPROC setters[] = {glUniform1fv, glUniform2fv, glUniform3fv, glUniform4fv};
+    return setComponents(uniformLocation(name), values, setters);
 }
 
 bool SurfacelessGL::setInts(const char* name, std::initializer_list<int> values)
 {
-    const GLint location = available() ? glGetUniformLocation(program_, name) : -1;
-    if (location < 0)
-        return false;
-    switch (values.size()) {
-    case 1: glUniform1iv(location, 1, values.begin()); return true;
-    case 2: glUniform2iv(location, 1, values.begin()); return true;
-    case 3: glUniform3iv(location, 1, values.begin()); return true;
-    case 4: glUniform4iv(location, 1, values.begin()); return true;
-    default: return false;
-    }
+    const PFNGLUNIFORM1IVPROC setters[] = {glUniform1iv, glUniform2iv, glUniform3iv, glUniform4iv};
+    return setComponents(uniformLocation(name), values, setters);
 }
 
 bool SurfacelessGL::setMatrix4RowMajor(const char* name, const std::array<float, 16>& rows)
 {
-    const GLint location = available() ? glGetUniformLocation(program_, name) : -1;
+    const GLint location = uniformLocation(name);
     if (location < 0)
         return false;
     glUniformMatrix4fv(location, 1, GL_FALSE, rows.data());

@@ -69,6 +69,8 @@ public:
     Float4 pixel(int x, int y);
 
 private:
+    GLint uniformLocation(const char* name) const;
+
     int width_;
     int height_;
     SurfacelessContext context_;
