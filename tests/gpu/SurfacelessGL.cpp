@@ -118,15 +118,15 @@ bool SurfacelessGL::setMatrix4RowMajor(const char* name, const std::array<float,
     return true;
 }
 
-bool SurfacelessGL::bindTexture(const char* samplerName, int unit, int width, int height,
-                                const std::vector<std::uint8_t>& rgba)
+GLuint SurfacelessGL::makeTexture(int width, int height, const std::vector<std::uint8_t>& rgba)
 {
     if (!available() || rgba.size() != static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 4)
-        return false;
+        return 0;
     GLuint texture = 0;
     glGenTextures(1, &texture);
     textures_.push_back(texture);
-    glActiveTexture(static_cast<GLenum>(GL_TEXTURE0 + unit));
+    GLint bound = 0;
+    glGetIntegerv(GL_TEXTURE_BINDING_2D, &bound);
     glBindTexture(GL_TEXTURE_2D, texture);
     glPixelStorei(GL_UNPACK_ALIGNMENT, 1);
     glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA8, width, height, 0, GL_RGBA, GL_UNSIGNED_BYTE, rgba.data());
@@ -134,6 +134,18 @@ bool SurfacelessGL::bindTexture(const char* samplerName, int unit, int width, in
     glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
     glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
     glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
+    glBindTexture(GL_TEXTURE_2D, static_cast<GLuint>(bound));
+    return texture;
+}
+
+bool SurfacelessGL::bindTexture(const char* samplerName, int unit, int width, int height,
+                                const std::vector<std::uint8_t>& rgba)
+{
+    const GLuint texture = makeTexture(width, height, rgba);
+    if (texture == 0)
+        return false;
+    glActiveTexture(static_cast<GLenum>(GL_TEXTURE0 + unit));
+    glBindTexture(GL_TEXTURE_2D, texture);
     glActiveTexture(GL_TEXTURE0);
     return setInts(samplerName, {unit});
 }

@@ -52,7 +52,11 @@ public:
     // Sixteen values, one row after the other: a Cg float4x4 set as it is.
     bool setMatrix4RowMajor(const char* name, const std::array<float, 16>& rows);
 
-    // An RGBA8 texture with nearest filtering and clamp-to-edge, bound on its
+    // An RGBA8 texture with nearest filtering and clamp-to-edge, bound nowhere;
+    // 0 when the bytes do not fill it.
+    GLuint makeTexture(int width, int height, const std::vector<std::uint8_t>& rgba);
+
+    // The same texture, bound on its
     // unit, with the named sampler uniform pointing at that unit.
     bool bindTexture(const char* samplerName, int unit, int width, int height, const std::vector<std::uint8_t>& rgba);
 

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <algorithm>
+#include <cctype>
+#include <cstddef>
 #include <string>
 #include <utility>
 #include <vector>
@@ -39,6 +42,17 @@ inline std::string effectListing(const std::vector<EffectError>& errors)
     for (const EffectError& error : errors)
         listing += error.location.file + "(" + std::to_string(error.location.line) + ") : error: " + error.message + "\n";
     return listing;
+}
+
+// A state's or a constant's name as effect files are matched against: case,
+// a "GL_" prefix and underscores do not matter ("GL_CLAMP_TO_EDGE" is "ClampToEdge").
+inline std::string effectWord(std::string name)
+{
+    std::transform(name.begin(), name.end(), name.begin(), [](unsigned char c) { return char(std::tolower(c)); });
+    if (name.rfind("gl_", 0) == 0)
+        name.erase(0, 3);
+    name.erase(std::remove(name.begin(), name.end(), '_'), name.end());
+    return name;
 }
 
 struct EffectAnnotation
@@ -186,8 +200,19 @@ struct EffectTechnique
     EffectLocation location;
 };
 
+// One of the effect's textures, samplers or parameters, by its index in the
+// model's list of that kind.
+struct EffectGlobal
+{
+    enum eKind { eTexture, eSampler, eParameter };
+
+    eKind kind = eParameter;
+    std::size_t index = 0;
+};
+
 struct EffectModel
 {
+    std::vector<EffectGlobal> globals; // textures, samplers and parameters in the order the file declares them
     std::vector<EffectTexture> textures;
     std::vector<EffectSampler> samplers;
     std::vector<EffectParameter> parameters;

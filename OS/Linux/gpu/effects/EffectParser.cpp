@@ -158,6 +158,13 @@ namespace
             const auto line = std::upper_bound(lineStarts.begin(), lineStarts.end(), offset) - lineStarts.begin() - 1;
             return lines[std::min(std::size_t(line), lines.size() - 1)];
         }
+        template <typename Record>
+        void declare(EffectGlobal::eKind kind, std::vector<Record>& records, const Record& record)
+        {
+            model.globals.push_back({kind, records.size()});
+            records.push_back(record);
+        }
+
         void fail(const Token& token, const std::string& message)
         {
             if (failed)
@@ -332,7 +339,7 @@ namespace
                 if (failed)
                     return;
                 if (!isStatic)
-                    model.parameters.push_back(parameter);
+                    declare(EffectGlobal::eParameter, model.parameters, parameter);
                 if (!accept(","))
                     break;
                 name = expectName();
@@ -461,7 +468,7 @@ namespace
             if (accept("="))
                 skipTo({";"});
             if (expect(";"))
-                model.textures.push_back(texture);
+                declare(EffectGlobal::eTexture, model.textures, texture);
         }
 
         EffectSampler::eAddressMode addressMode(const Token& value)
@@ -527,7 +534,7 @@ namespace
                 }
             }
             if (expect(";"))
-                model.samplers.push_back(sampler);
+                declare(EffectGlobal::eSampler, model.samplers, sampler);
         }
 
         void technique()

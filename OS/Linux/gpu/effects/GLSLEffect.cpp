@@ -1,0 +1,150 @@
+#include "GLSLEffect.h"
+
+#include <algorithm>
+#include <fstream>
+#include <sstream>
+
+GLSLEffect::Compilation GLSLEffect::compileFile(const std::string& path, const EffectParser::Definitions& definitions,
+                                                const EffectCompilerProcess& compiler)
+{
+    std::ifstream file(path, std::ios::binary);
+    std::ostringstream source;
+    source << file.rdbuf();
+    if (!file) {
+        Compilation failed;
+        failed.listing = effectListing({EffectError(EffectLocation(path, 0), "the file cannot be read")});
+        return failed;
+    }
+    const std::size_t slash = path.rfind('/');
+    return compileBuffer(source.str(), definitions, path, slash == std::string::npos ? "./" : path.substr(0, slash + 1),
+                         compiler);
+}
+
+GLSLEffect::Compilation GLSLEffect::compileBuffer(const std::string& source,
+                                                  const EffectParser::Definitions& definitions,
+                                                  const std::string& name, const std::string& folder,
+                                                  const EffectCompilerProcess& compiler)
+{
+    EffectCompilerProcess::Request request;
+    request.name = name;
+    request.folder = folder;
+    request.source = source;
+    request.definitions = definitions;
+    const EffectCompilerProcess::Result compiled = compiler.compile(request);
+    if (!compiled.succeeded) {
+        Compilation failed;
+        failed.listing = compiled.listing;
+        return failed;
+    }
+    // The compiler read the same text; reading it again here is quicker than
+    // sending the whole model across.
+    return build(EffectParser::parseBuffer(source, name, folder, definitions), compiled);
+}
+
+GLSLEffect::Compilation GLSLEffect::build(const EffectModel& model, const EffectCompilerProcess::Result& compiled)
+{
+    Compilation compilation;
+    std::vector<EffectError> errors = model.errors;
+    std::unique_ptr<GLSLEffect> effect(new GLSLEffect);
+    for (const EffectGlobal& global : model.globals) {
+        switch (global.kind) {
+        case EffectGlobal::eTexture:
+            effect->parameters_.push_back(std::make_unique<GLSLEffectParameter>(model.textures[global.index]));
+            break;
+        case EffectGlobal::eSampler:
+            effect->parameters_.push_back(std::make_unique<GLSLEffectParameter>(model.samplers[global.index]));
+            break;
+        case EffectGlobal::eParameter:
+            effect->parameters_.push_back(std::make_unique<GLSLEffectParameter>(model.parameters[global.index]));
+            break;
+        }
+    }
+
+    // The compiler answers with the shaders in the order the techniques bind them.
+    auto shader = compiled.shaders.begin();
+    for (const EffectTechnique& technique : model.techniques) {
+        auto built = std::make_unique<Technique>();
+        built->name = technique.name;
+        built->annotations = technique.annotations;
+        for (const EffectPass& pass : technique.passes) {
+            std::string glsl[2];
+            for (const EffectShaderBinding& binding : pass.shaders) {
+                if (binding.entry.empty())
+                    continue;
+                const CgTranslator::eStage stage = binding.stage == EffectShaderBinding::eVertex
+                                                       ? CgTranslator::eStage::vertex
+                                                       : CgTranslator::eStage::pixel;
+                if (shader == compiled.shaders.end() || shader->entry != binding.entry || shader->stage != stage ||
+                    shader->technique != technique.name || shader->pass != pass.name) {
+                    errors.emplace_back(binding.location, "the effect compiler's answer does not match the file");
+                    break;
+                }
+                glsl[stage == CgTranslator::eStage::vertex ? 0 : 1] = (shader++)->glsl;
+            }
+            built->passes.push_back(
+                std::make_unique<GLSLEffectPass>(pass, std::move(glsl[0]), std::move(glsl[1]), errors));
+        }
+        effect->techniques_.push_back(std::move(built));
+    }
+    if (!errors.empty()) {
+        compilation.listing = effectListing(errors);
+        return compilation;
+    }
+    effect->assignTextureUnits();
+    compilation.effect = std::move(effect);
+    return compilation;
+}
+
+void GLSLEffect::assignTextureUnits()
+{
+    int next = 0;
+    for (const auto& technique : techniques_) {
+        for (const auto& pass : technique->passes) {
+            for (const std::string& name : pass->samplerNames()) {
+                GLSLEffectParameter* sampler = findParameter(name);
+                if (sampler && sampler->kind() == GLSLEffectParameter::eKind::sampler && sampler->unit() < 0)
+                    sampler->setUnit(next++);
+            }
+        }
+    }
+}
+
+bool GLSLEffect::validateTechnique(std::size_t index)
+{
+    if (index >= techniques_.size())
+        return false;
+    Technique& technique = *techniques_[index];
+    if (technique.validity != Technique::eValidity::unknown)
+        return technique.validity == Technique::eValidity::valid;
+    GLint units = 0;
+    glGetIntegerv(GL_MAX_TEXTURE_IMAGE_UNITS, &units);
+    std::string log;
+    for (const auto& pass : technique.passes) {
+        for (const std::string& name : pass->samplerNames()) {
+            const GLSLEffectParameter* sampler = findParameter(name);
+            if (sampler && sampler->unit() >= units) {
+                log.append("the sampler ").append(name).append(" needs texture unit ");
+                log.append(std::to_string(sampler->unit())).append(", beyond the ").append(std::to_string(units));
+                log.append(" this OpenGL has\n");
+            }
+        }
+        std::string passLog;
+        if (!pass->link(parameters_, passLog))
+            log.append(pass->name().empty() ? "a pass" : "pass " + pass->name()).append(": ").append(passLog);
+    }
+    technique.validity = log.empty() ? Technique::eValidity::valid : Technique::eValidity::invalid;
+    technique.validationLog = std::move(log);
+    return technique.validity == Technique::eValidity::valid;
+}
+
+GLSLEffectParameter* GLSLEffect::findParameter(const std::string& name) const
+{
+    const auto found = std::find_if(parameters_.begin(), parameters_.end(),
+                                    [&](const auto& parameter) { return parameter->name() == name; });
+    return found == parameters_.end() ? nullptr : found->get();
+}
+
+GLenum GLSLEffect::textureEnum(const GLSLEffectParameter& sampler)
+{
+    return sampler.unit() < 0 ? 0 : GLenum(GL_TEXTURE0 + sampler.unit());
+}

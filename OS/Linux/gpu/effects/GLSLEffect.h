@@ -1,0 +1,77 @@
+#pragma once
+
+#include "EffectCompilerProcess.h"
+#include "EffectParser.h"
+#include "GLSLEffectParameter.h"
+#include "GLSLEffectPass.h"
+
+#include <epoxy/gl.h>
+
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <vector>
+
+// A compiled effect file: its techniques of passes, each pass a GLSL program
+// for OpenGL's compatibility profile, and its parameters (values, textures and
+// samplers) in the order the file declares them.
+//
+// Compiling needs no OpenGL: the Cg functions are translated by the effect
+// compiler's process, and the effect constructs are read here. Validating a
+// technique links its passes on the current context; a technique that fails to
+// link, or reads more samplers than the context has texture units, is invalid
+// and stays so.
+//
+// Samplers get texture units in the order the passes first read them, technique
+// by technique, the same units in every pass.
+class GLSLEffect
+{
+public:
+    struct Technique
+    {
+        enum class eValidity { unknown, valid, invalid };
+
+        std::string name;
+        EffectAnnotations annotations;
+        std::vector<std::unique_ptr<GLSLEffectPass>> passes;
+        eValidity validity = eValidity::unknown;
+        std::string validationLog; // the driver's messages when invalid
+    };
+
+    struct Compilation
+    {
+        std::unique_ptr<GLSLEffect> effect; // null when the file does not compile
+        std::string listing;                // lines "file(line) : error: message"
+    };
+
+    // The profile and the compiler definitions come in as macros.
+    static Compilation compileFile(const std::string& path, const EffectParser::Definitions& definitions,
+                                   const EffectCompilerProcess& compiler = EffectCompilerProcess());
+    // name is what the listing calls the buffer; folder is where its includes
+    // are looked for, with its trailing "/", and may be empty.
+    static Compilation compileBuffer(const std::string& source, const EffectParser::Definitions& definitions,
+                                     const std::string& name = "effect", const std::string& folder = {},
+                                     const EffectCompilerProcess& compiler = EffectCompilerProcess());
+
+    std::size_t techniqueCount() const { return techniques_.size(); }
+    const Technique& technique(std::size_t index) const { return *techniques_[index]; }
+    // Links the technique's passes on the current context the first time; later calls give the same answer.
+    bool validateTechnique(std::size_t index);
+
+    std::size_t parameterCount() const { return parameters_.size(); }
+    GLSLEffectParameter& parameter(std::size_t index) const { return *parameters_[index]; }
+    GLSLEffectParameter* findParameter(const std::string& name) const;
+
+    // The unit a sampler's texture is bound on, as GL_TEXTURE0 + n; 0 for a
+    // sampler no pass reads.
+    static GLenum textureEnum(const GLSLEffectParameter& sampler);
+
+private:
+    GLSLEffect() = default;
+
+    static Compilation build(const EffectModel& model, const EffectCompilerProcess::Result& compiled);
+    void assignTextureUnits();
+
+    std::vector<std::unique_ptr<Technique>> techniques_;
+    GLSLEffectPass::Parameters parameters_;
+};
