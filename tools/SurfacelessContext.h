@@ -24,10 +24,6 @@ public:
     bool available() const { return context_ != EGL_NO_CONTEXT; }
     const std::string& unavailableReason() const { return unavailableReason_; }
 
-    // The driver's logs, without the terminator.
-    static std::string shaderLog(GLuint shader);
-    static std::string programLog(GLuint program);
-
 private:
     EGLDisplay display_ = EGL_NO_DISPLAY;
     EGLContext context_ = EGL_NO_CONTEXT;

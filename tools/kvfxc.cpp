@@ -7,7 +7,8 @@
 
 #include "EffectCompilerProcess.h"
 #include "EffectParser.h"
-#include "PassValidator.h"
+#include "GLSLEffect.h"
+#include "SurfacelessContext.h"
 
 #include <chrono>
 #include <cstdio>
@@ -24,11 +25,13 @@
 namespace {
 
 const char kUsage[] =
-    "usage: kvfxc [-D NAME=VALUE]... [--technique NAME] [--validate] FILE\n"
+    "usage: kvfxc [-D NAME=VALUE]... [--technique NAME] [--glsl 120|130] [--validate] FILE\n"
     "       kvfxc --serve\n"
     "Compiles a Cg effect file to GLSL and prints each technique's passes with their\n"
     "GLSL, the parameters with their types, semantics and annotations, and the error\n"
     "listing. Exits 0 when the file compiles, 1 when it does not, 2 on bad usage.\n"
+    "--glsl chooses the GLSL version written: 130 (the default), or 120 for drivers\n"
+    "without GLSL 1.30.\n"
     "--validate also links every pass on this machine's OpenGL (surfaceless EGL) and\n"
     "lists the driver's errors; it exits 0 only when every pass links, and 2 when no\n"
     "OpenGL can be had.\n"
@@ -134,34 +137,33 @@ void printModel(const EffectModel& model, const EffectCompilerProcess::Result& r
 
 // The driver's messages go into the listing as errors on line 0: the GLSL's
 // lines are not the effect file's.
-int validatePasses(const EffectModel& model, const EffectCompilerProcess::Result& result,
-                   const EffectCompilerProcess::Request& request)
+int validateTechniques(const EffectModel& model, const EffectCompilerProcess::Result& result,
+                       const EffectCompilerProcess::Request& request)
 {
-    PassValidator validator;
-    if (!validator.available()) {
-        std::cerr << "kvfxc: cannot validate, " << validator.unavailableReason() << "\n";
+    const SurfacelessContext context;
+    if (!context.available()) {
+        std::cerr << "kvfxc: cannot validate, " << context.unavailableReason() << "\n";
         return 2;
     }
-    bool linked = true;
-    for (const EffectTechnique& technique : model.techniques) {
-        if (!request.technique.empty() && technique.name != request.technique)
-            continue;
-        for (const EffectPass& pass : technique.passes) {
-            std::vector<PassValidator::Shader> shaders;
-            for (const EffectCompilerProcess::Shader& shader : result.shaders) {
-                if (shader.technique == technique.name && shader.pass == pass.name)
-                    shaders.push_back({shader.stage == CgTranslator::eStage::vertex, shader.glsl});
-            }
-            if (shaders.empty())
-                continue;
-            for (const std::string& message : validator.link(shaders)) {
-                std::cerr << request.name << "(0) : error: pass " << technique.name << "/" << pass.name << ": "
-                          << message << "\n";
-                linked = false;
-            }
-        }
+    GLSLEffect::Compilation compilation = GLSLEffect::fromCompiled(model, result, request.technique);
+    if (!compilation.effect) {
+        std::cerr << compilation.listing;
+        return 1;
     }
-    return linked ? 0 : 1;
+    GLSLEffect& effect = *compilation.effect;
+    bool valid = true;
+    for (std::size_t index = 0; index < effect.techniqueCount(); ++index) {
+        if (effect.validateTechnique(index))
+            continue;
+        valid = false;
+        std::istringstream lines(effect.technique(index).validationLog);
+        for (std::string line; std::getline(lines, line);)
+            std::cerr << request.name << "(0) : error: technique " << effect.technique(index).name << ", " << line
+                      << "\n";
+    }
+    // The programs go while their context is still current.
+    compilation.effect.reset();
+    return valid ? 0 : 1;
 }
 
 } // namespace
@@ -190,6 +192,14 @@ int main(int argc, char** argv)
             definition = argument.substr(2);
         else if (argument == "--technique" && index + 1 < argc) {
             request.technique = argv[++index];
+            continue;
+        } else if (argument == "--glsl" && index + 1 < argc) {
+            const std::string version = argv[++index];
+            if (version != "120" && version != "130") {
+                std::cerr << "kvfxc: --glsl takes 120 or 130, not " << version << "\n" << kUsage;
+                return 2;
+            }
+            request.glslVersion = unsigned(std::stoul(version));
             continue;
         } else if (!argument.empty() && argument[0] != '-' && path.empty()) {
             path = argument;
@@ -227,5 +237,5 @@ int main(int argc, char** argv)
     std::cerr << result.listing;
     if (!result.succeeded)
         return 1;
-    return validate ? validatePasses(model, result, request) : 0;
+    return validate ? validateTechniques(model, result, request) : 0;
 }

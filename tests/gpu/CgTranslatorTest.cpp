@@ -20,16 +20,17 @@ namespace {
 class CgTranslatorTest : public ::testing::Test
 {
 protected:
-    // Translates and checks that the GLSL is valid 1.30 for the compatibility
-    // profile, as a driver would see it.
+    // Translates and checks that the GLSL is valid for the compatibility
+    // profile of its version, as a driver would see it.
     std::string translated(const std::string& source, CgTranslator::eStage stage = CgTranslator::eStage::pixel,
-                           const std::vector<std::string>& arguments = {})
+                           const std::vector<std::string>& arguments = {}, unsigned version = 130)
     {
         const CgTranslator::Translation translation =
-            CgTranslator::translate("test.fx", source, "main", stage, arguments);
+            CgTranslator::translate("test.fx", source, "main", stage, arguments, version);
         EXPECT_TRUE(translation.succeeded) << translation.listing;
         EXPECT_TRUE(translation.listing.empty()) << translation.listing;
-        EXPECT_EQ(translation.glsl.rfind("#version 130\n", 0), 0u) << translation.glsl;
+        const std::string versionLine = "#version " + std::to_string(version) + "\n";
+        EXPECT_EQ(translation.glsl.rfind(versionLine, 0), 0u) << translation.glsl;
         glslang_initialize_process();
         glslang_input_t input{};
         input.language = GLSLANG_SOURCE_GLSL;
@@ -37,7 +38,7 @@ protected:
         input.client = GLSLANG_CLIENT_NONE;
         input.target_language = GLSLANG_TARGET_NONE;
         input.code = translation.glsl.c_str();
-        input.default_version = 130;
+        input.default_version = int(version);
         input.default_profile = GLSLANG_COMPATIBILITY_PROFILE;
         input.messages = GLSLANG_MSG_DEFAULT_BIT;
         input.resource = glslang_default_resource();
@@ -48,10 +49,10 @@ protected:
         return translation.glsl;
     }
 
-    std::string listing(const std::string& source, const std::string& entry = "main")
+    std::string listing(const std::string& source, const std::string& entry = "main", unsigned version = 130)
     {
         const CgTranslator::Translation translation =
-            CgTranslator::translate("bad.fx", source, entry, CgTranslator::eStage::pixel, {});
+            CgTranslator::translate("bad.fx", source, entry, CgTranslator::eStage::pixel, {}, version);
         EXPECT_FALSE(translation.succeeded) << translation.glsl;
         return translation.listing;
     }
@@ -278,4 +279,54 @@ TEST_F(CgTranslatorTest, InputWithoutAFixedFunctionSourceIsAnError)
 {
     const std::string errors = listing("float4 main(float4 tangent : BINORMAL) : COLOR { return tangent; }\n");
     EXPECT_TRUE(contains(errors, "bad.fx(1) : error: unsupported input semantic 'BINORMAL'"));
+}
+
+TEST_F(CgTranslatorTest, Glsl120SamplesWithItsOwnTextureFunctions)
+{
+    const std::string glsl = translated(R"(
+sampler2D image;
+sampler3D volume;
+samplerCUBE sky;
+samplerRECT frame;
+float4 main(float2 uv : TEXCOORD0, float4 projected : TEXCOORD1) : COLOR
+{
+    return tex2D(image, uv) + tex2Dproj(image, projected) + tex3D(volume, projected.xyz)
+         + texCUBE(sky, projected.xyz) + tex2Dlod(image, float4(uv, 0, 1)) + texRECT(frame, uv * 4.0);
+}
+)",
+                                        CgTranslator::eStage::pixel, {}, 120);
+    for (const char* call : {"texture2D(image, ", "texture2DProj(image, ", "texture3D(volume, ", "textureCube(sky, ",
+                             "texture2DLod(image, ", "texture2DRect(frame, "})
+        EXPECT_TRUE(contains(glsl, call));
+    EXPECT_EQ(glsl.find("texture("), std::string::npos) << glsl;
+    EXPECT_EQ(glsl.find("varying "), std::string::npos) << glsl;
+}
+
+TEST_F(CgTranslatorTest, Glsl120KeepsParameterTypesWithoutUnsignedIntegers)
+{
+    const std::string glsl = translated(R"(
+bool invert;
+uniform bool2 flags;
+int count;
+float4x4 transform;
+float4 main(float4 uv : TEXCOORD0, uniform bool flip) : COLOR
+{
+    invert = invert && flags.y;
+    float4 result = mul(transform, uv) + count;
+    return (flip || invert) ? 1.0 - result : result;
+}
+)",
+                                        CgTranslator::eStage::pixel, {}, 120);
+    for (const char* declaration : {"uniform bool invert;", "uniform bvec2 flags;", "uniform int count;",
+                                    "uniform mat4 transform;", "uniform bool flip;"})
+        EXPECT_TRUE(contains(glsl, declaration));
+    EXPECT_EQ(glsl.find("uint"), std::string::npos) << glsl;
+}
+
+TEST_F(CgTranslatorTest, Glsl120RefusesWhatItCannotExpress)
+{
+    EXPECT_TRUE(contains(listing("float4 main(float2 uv : TEXCOORD0) : COLOR { return trunc(uv.x); }\n", "main", 120),
+                         "bad.fx(1) : error: not expressible in GLSL 1.20: 'trunc'"));
+    EXPECT_TRUE(contains(listing("float4 main() : COLOR { return 1; }\n", "main", 140),
+                         "bad.fx(1) : error: GLSL 140 is not a translation target (120 or 130)"));
 }

@@ -151,6 +151,32 @@ TEST_F(EffectCompilerProcessTest, SecondCompileIsServedFromTheCache)
     EXPECT_FALSE(defined.succeeded);
 }
 
+TEST_F(EffectCompilerProcessTest, Glsl120AndGlsl130AreSeparateCacheEntries)
+{
+    const EffectCompilerProcess compiler(KVFXC_PATH, cacheFolder, std::chrono::seconds(20));
+    EffectCompilerProcess::Request request{"test.fx", "/tmp/", kGoodEffect, {}, {}};
+    const EffectCompilerProcess::Result modern = compiler.compile(request);
+    request.glslVersion = 120;
+    const EffectCompilerProcess::Result legacy = compiler.compile(request);
+    ASSERT_TRUE(modern.succeeded && legacy.succeeded) << modern.listing << legacy.listing;
+    EXPECT_FALSE(legacy.fromCache);
+    EXPECT_EQ(cacheEntries().size(), 2u);
+    ASSERT_EQ(legacy.shaders.size(), 1u);
+    EXPECT_EQ(legacy.shaders[0].glsl.rfind("#version 120\n", 0), 0u) << legacy.shaders[0].glsl;
+
+    const EffectCompilerProcess absent(cacheFolder + "no-kvfxc", cacheFolder);
+    const EffectCompilerProcess::Result again = absent.compile(request);
+    EXPECT_TRUE(again.fromCache);
+    ASSERT_EQ(again.shaders.size(), 1u);
+    EXPECT_EQ(again.shaders[0].glsl, legacy.shaders[0].glsl);
+
+    request.glslVersion = 140;
+    const EffectCompilerProcess::Result unknown = compiler.compile(request);
+    EXPECT_FALSE(unknown.succeeded);
+    EXPECT_EQ(unknown.listing, "test.fx(0) : error: GLSL 140 is not a translation target (120 or 130)\n");
+    EXPECT_EQ(cacheEntries().size(), 2u);
+}
+
 TEST_F(EffectCompilerProcessTest, CorruptCacheEntryIsAMiss)
 {
     ASSERT_TRUE(compile(kGoodEffect).succeeded);
@@ -174,6 +200,21 @@ TEST(EffectCompilerProcess, RequestsAndRepliesSurviveTheirEncoding)
     EXPECT_EQ(decoded.source, request.source);
     EXPECT_EQ(decoded.definitions, request.definitions);
     EXPECT_EQ(decoded.technique, "T");
+    EXPECT_EQ(decoded.glslVersion, 130u);
+
+    EffectCompilerProcess::Request legacy = request;
+    legacy.glslVersion = 120;
+    std::string bytes = EffectCompilerProcess::encodeRequest(legacy);
+    ASSERT_TRUE(EffectCompilerProcess::decodeRequest(bytes, decoded));
+    EXPECT_EQ(decoded.glslVersion, 120u);
+    // Requests written before the version travelled ask for 130.
+    const size_t record = bytes.find("glsl 3\n120\n");
+    ASSERT_NE(record, std::string::npos);
+    bytes.erase(record, 11);
+    EffectCompilerProcess::Request older;
+    ASSERT_TRUE(EffectCompilerProcess::decodeRequest(bytes, older));
+    EXPECT_EQ(older.glslVersion, 130u);
+    EXPECT_EQ(older.technique, "T");
 
     EffectCompilerProcess::Result result;
     result.succeeded = true;

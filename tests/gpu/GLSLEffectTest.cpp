@@ -113,6 +113,19 @@ technique Broken { pass One { VertexProgram = compile vp40 lift(); FragmentProgr
 technique Sound { pass One { FragmentProgram = compile fp40 plain(); } }
 )";
 
+const char kVertexAndPixelEffect[] = R"(float4 scale;
+void lift(float4 position : POSITION, float4 uv : TEXCOORD0, float4 colour : COLOR0,
+          out float4 clip : POSITION, out float2 coordinate : TEXCOORD0, out float4 tinted : COLOR0)
+{
+    clip = position;
+    coordinate = uv.xy * scale.xy;
+    tinted = colour * scale.z;
+}
+float4 show(float2 uv : TEXCOORD0, float4 colour : COLOR0) : COLOR { return float4(uv, colour.ba); }
+
+technique Both { pass One { VertexShader = compile vp40 lift(); PixelShader = compile fp40 show(); } }
+)";
+
 class GLSLEffectTest : public ::testing::Test
 {
 protected:
@@ -131,15 +144,15 @@ protected:
             std::filesystem::remove_all(cacheFolder_);
     }
 
-    GLSLEffect::Compilation compile(const std::string& source) const
+    GLSLEffect::Compilation compile(const std::string& source, unsigned glslVersion = 0) const
     {
         const EffectCompilerProcess compiler(KVFXC_PATH, cacheFolder_, std::chrono::seconds(20));
-        return GLSLEffect::compileBuffer(source, {{"PROFILE", "fp40"}}, "test.fx", {}, compiler);
+        return GLSLEffect::compileBuffer(source, {{"PROFILE", "fp40"}}, "test.fx", {}, compiler, glslVersion);
     }
 
-    std::unique_ptr<GLSLEffect> compiled(const std::string& source) const
+    std::unique_ptr<GLSLEffect> compiled(const std::string& source, unsigned glslVersion = 0) const
     {
-        GLSLEffect::Compilation compilation = compile(source);
+        GLSLEffect::Compilation compilation = compile(source, glslVersion);
         EXPECT_NE(compilation.effect, nullptr) << compilation.listing;
         return std::move(compilation.effect);
     }
@@ -413,4 +426,26 @@ TEST_F(GLSLEffectTest, BadRenderStatesAndUnreadableFilesAreListedWithTheirLines)
                                                    "PixelShader = compile PROFILE f(); } }\n");
     EXPECT_EQ(broken.effect, nullptr);
     EXPECT_EQ(broken.listing.rfind("test.fx(1) : error: ", 0), 0u) << broken.listing;
+}
+
+TEST_F(GLSLEffectTest, VertexAndPixelProgramsLinkAndDrawInEitherGlslVersion)
+{
+    if (!openGL())
+        GTEST_SKIP() << "no OpenGL: " << gl_->unavailableReason();
+    for (const unsigned version : {120u, 130u}) {
+        SCOPED_TRACE(version);
+        const std::unique_ptr<GLSLEffect> effect = compiled(kVertexAndPixelEffect, version);
+        ASSERT_NE(effect, nullptr);
+        const GLSLEffectPass& pass = *effect->technique(0).passes[0];
+        EXPECT_EQ(pass.vertexGlsl().rfind("#version " + std::to_string(version), 0), 0u) << pass.vertexGlsl();
+        ASSERT_TRUE(effect->validateTechnique(0)) << effect->technique(0).validationLog;
+        const float scale[] = {0.5f, 0.25f, 0.75f, 0.0f};
+        ASSERT_TRUE(effect->findParameter("scale")->setFloats(scale, 4));
+        SurfacelessGL::Corner corner = texcoord0(0.5f, 1.0f);
+        corner.colour = {0.0f, 0.0f, 0.8f, 0.4f};
+        drawPass(pass, corner);
+        EXPECT_TRUE(everyPixelIs({0.25f, 0.25f, 0.6f, 0.3f}));
+    }
+    // Mesa offers more than GLSL 1.30.
+    EXPECT_EQ(GLSLEffect::glslVersionOfCurrentContext(), 130u);
 }

@@ -149,7 +149,7 @@ TEST_F(KvfxcValidateTest, PassThatDoesNotLinkListsTheDriverMessagesAndExitsOne)
     EXPECT_EQ(run.exitCode, 1);
     const std::vector<std::string> listed = lines(run.errors);
     ASSERT_FALSE(listed.empty());
-    const std::string prefix = path + "(0) : error: pass Broken/Both: ";
+    const std::string prefix = path + "(0) : error: technique Broken, pass Both: ";
     for (const std::string& line : listed) {
         EXPECT_EQ(line.rfind(prefix, 0), 0u) << line;
         EXPECT_GT(line.size(), prefix.size()) << line;
@@ -174,7 +174,7 @@ TEST_F(KvfxcValidateTest, CompileErrorExitsOneBeforeAnyLinking)
     const Outcome run = validate(path);
     EXPECT_EQ(run.exitCode, 1);
     EXPECT_EQ(run.errors.rfind(path + "(3) : error: ", 0), 0u) << run.errors;
-    EXPECT_EQ(run.errors.find("(0) : error: pass "), std::string::npos) << run.errors;
+    EXPECT_EQ(run.errors.find("(0) : error: technique "), std::string::npos) << run.errors;
 }
 
 } // namespace

@@ -1,5 +1,7 @@
 #include "SurfacelessGL.h"
 
+#include "GLDriverLog.h"
+
 #include <cstring>
 
 namespace {
@@ -57,7 +59,7 @@ bool SurfacelessGL::useFragmentShader(const std::string& glsl, std::string& log)
     GLint compiled = GL_FALSE;
     glGetShaderiv(shader, GL_COMPILE_STATUS, &compiled);
     if (compiled != GL_TRUE) {
-        log = SurfacelessContext::shaderLog(shader);
+        log = GLDriverLog::ofShader(shader);
         glDeleteShader(shader);
         return false;
     }
@@ -70,7 +72,7 @@ bool SurfacelessGL::useFragmentShader(const std::string& glsl, std::string& log)
     GLint linked = GL_FALSE;
     glGetProgramiv(program, GL_LINK_STATUS, &linked);
     if (linked != GL_TRUE) {
-        log = SurfacelessContext::programLog(program);
+        log = GLDriverLog::ofProgram(program);
         return false;
     }
     program_ = program;

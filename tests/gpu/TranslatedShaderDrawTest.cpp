@@ -35,10 +35,11 @@ protected:
             GTEST_SKIP() << "no OpenGL to draw with: " << gl_->unavailableReason();
     }
 
-    ::testing::AssertionResult use(const std::string& source, const std::vector<std::string>& arguments = {})
+    ::testing::AssertionResult use(const std::string& source, const std::vector<std::string>& arguments = {},
+                                   unsigned glslVersion = 130)
     {
         const CgTranslator::Translation translation =
-            CgTranslator::translate("draw.fx", source, "main", CgTranslator::eStage::pixel, arguments);
+            CgTranslator::translate("draw.fx", source, "main", CgTranslator::eStage::pixel, arguments, glslVersion);
         if (!translation.succeeded)
             return ::testing::AssertionFailure() << "translation failed:\n" << translation.listing;
         std::string log;
@@ -282,4 +283,44 @@ fixed4 main(fixed4 colour : COLOR0, half2 uv : TEXCOORD0) : COLOR
     corner.texCoords[0] = {0.25f, 0.625f, 0.0f, 1.0f};
     gl_->drawQuad(corner);
     EXPECT_TRUE(everyPixelIs({0.4f, 0.2f, 0.1f, 0.625f}));
+}
+
+TEST_F(TranslatedShaderDrawTest, Glsl120SamplesAndReadsBoolIntAndMatrixUniforms)
+{
+    ASSERT_TRUE(use(R"(
+sampler2D image;
+uniform float4x4 transform;
+uniform bool invert;
+uniform int count;
+float3 main(float2 uv : TEXCOORD0, float4 v : TEXCOORD1) : COLOR
+{
+    float3 texel = tex2D(image, uv).rgb;
+    return invert ? 1.0 - texel : texel * mul(transform, v).xyz * count / 4;
+}
+)",
+                    {}, 120));
+    const std::vector<std::uint8_t> texel{64, 128, 192, 255};
+    ASSERT_TRUE(gl_->bindTexture("image", 0, 1, 1, texel));
+    const std::array<float, 16> rows{0.5f, 0.25f, 0.0f, 0.0f, //
+                                     0.0f, 0.5f, 0.5f, 0.0f, //
+                                     0.25f, 0.0f, 0.0f, 1.0f, //
+                                     0.0f, 0.0f, 0.0f, 1.0f};
+    ASSERT_TRUE(gl_->setMatrix4RowMajor("transform", rows));
+    ASSERT_TRUE(gl_->setInts("count", {2}));
+    SurfacelessGL::Corner corner;
+    corner.texCoords[1] = {1.0f, 0.5f, 0.25f, 0.75f};
+    const Float4& v = corner.texCoords[1];
+    Float4 expected{0.0f, 0.0f, 0.0f, 1.0f};
+    for (std::size_t row = 0; row < 3; ++row) {
+        float moved = 0.0f;
+        for (std::size_t column = 0; column < 4; ++column)
+            moved += rows[row * 4 + column] * v[column];
+        expected[row] = static_cast<float>(texel[row]) / 255.0f * moved * 2.0f / 4.0f;
+    }
+    ASSERT_TRUE(gl_->setInts("invert", {0}));
+    gl_->drawQuad(corner);
+    EXPECT_TRUE(everyPixelIs(expected));
+    ASSERT_TRUE(gl_->setInts("invert", {1}));
+    gl_->drawQuad(corner);
+    EXPECT_TRUE(everyPixelIs({1.0f - 64.0f / 255.0f, 1.0f - 128.0f / 255.0f, 1.0f - 192.0f / 255.0f, 1.0f}));
 }

@@ -173,8 +173,9 @@ class CgRewrite
 {
 public:
     CgRewrite(std::string_view source, std::string entry, const std::vector<std::string>& arguments,
-              Listing& listing)
-        : tokens_(tokenize(source)), entry_(std::move(entry)), arguments_(arguments), listing_(listing)
+              bool boolUniformsAsInt, Listing& listing)
+        : tokens_(tokenize(source)), entry_(std::move(entry)), arguments_(arguments),
+          boolUniformsAsInt_(boolUniformsAsInt), listing_(listing)
     {
     }
 
@@ -186,6 +187,8 @@ public:
                 significant_.push_back(index);
         }
         splitItems();
+        if (boolUniformsAsInt_)
+            makeBoolUniformsInt();
         shadowWrittenUniforms();
         return rewriteEntry();
     }
@@ -204,6 +207,8 @@ public:
     const std::set<std::string>& rectangleSamplers() const { return rectangleSamplers_; }
     // Globals whose writable copy has the uniform's own name.
     const std::vector<std::string>& writtenUniforms() const { return writtenUniforms_; }
+    // Cg names of the bool uniforms declared int for the translator.
+    const std::set<std::string>& boolUniforms() const { return boolUniforms_; }
 
 private:
     struct Item
@@ -303,6 +308,43 @@ private:
             } else if (text == ";" && depth == 0) {
                 items_.push_back({first, index});
                 first = index + 1;
+            }
+        }
+    }
+
+    static std::string intForBool(const std::string& type)
+    {
+        if (type == "bool" || (type.size() == 5 && type.rfind("bool", 0) == 0 && type[4] >= '1' && type[4] <= '4'))
+            return "int" + type.substr(4);
+        return {};
+    }
+
+    // A block holds Cg's bool as uint, which GLSL 1.20 lacks; as int it stays
+    // a bool for the caller (glUniform1i sets both) and HLSL converts it back
+    // wherever the code wants a bool.
+    void makeBoolUniformsInt()
+    {
+        static const std::set<std::string> qualifiers = {"uniform", "extern", "volatile", "static", "const"};
+        for (const Item& item : items_) {
+            size_t index = item.first;
+            bool uniform = true;
+            for (; index <= item.last && qualifiers.count(at(index).text); ++index)
+                uniform = uniform && at(index).text != "static" && at(index).text != "const";
+            if (!uniform || index > item.last || intForBool(at(index).text).empty() ||
+                !(index + 1 <= item.last && at(index + 1).kind == eToken::identifier))
+                continue;
+            // A function returning bool has "(" after its name.
+            if (index + 2 <= item.last && at(index + 2).text == "(")
+                continue;
+            at(index).text = intForBool(at(index).text);
+            int depth = 0;
+            for (size_t name = index + 1; name <= item.last; ++name) {
+                const std::string& text = at(name).text;
+                depth += text == "(" || text == "[" || text == "{" || text == "<" ? 1 : 0;
+                depth -= text == ")" || text == "]" || text == "}" || text == ">" ? 1 : 0;
+                if (depth == 0 && at(name).kind == eToken::identifier &&
+                    (name == index + 1 || at(name - 1).text == ","))
+                    boolUniforms_.insert(displayName(text));
             }
         }
     }
@@ -454,7 +496,11 @@ private:
             if (bound < arguments_.size()) {
                 prologue += type + " " + cgName + arraySuffix + " = " + arguments_[bound++] + "; ";
             } else {
-                globals += "uniform " + type + " " + kUniformPrefix + cgName + arraySuffix + "; ";
+                const std::string asInt =
+                    boolUniformsAsInt_ ? intForBool(type.substr(0, type.find_last_not_of(' ') + 1)) : std::string();
+                if (!asInt.empty())
+                    boolUniforms_.insert(displayName(cgName));
+                globals += "uniform " + (asInt.empty() ? type : asInt) + " " + kUniformPrefix + cgName + arraySuffix + "; ";
                 prologue += type + " " + cgName + arraySuffix + " = " + kUniformPrefix + cgName + "; ";
                 cgNames_[kUniformPrefix + cgName] = cgNames_.count(cgName) ? cgNames_[cgName] : cgName;
             }
@@ -486,11 +532,13 @@ private:
     std::vector<Item> items_;
     std::string entry_;
     const std::vector<std::string>& arguments_;
+    bool boolUniformsAsInt_;
     Listing& listing_;
     std::map<std::string, std::string> cgNames_;
     std::set<std::string> rectangleSamplers_;
     std::string entryPrologue_;
     std::vector<std::string> writtenUniforms_;
+    std::set<std::string> boolUniforms_;
 };
 
 // glslang's messages look like "ERROR: name:12: 'x' : undeclared identifier".
@@ -672,9 +720,11 @@ struct Variable
 
 // Turns the GLSL that SPIRV-Cross wrote around our marker names into what the
 // compatibility profile's fixed-function stages feed and read.
-bool rewireGlsl(std::string& glsl, const CgRewrite& rewrite, CgTranslator::eStage stage,
+// narrowColours: for 1.20, the width of each gl_FragData[location] that
+// SPIRV-Cross writes with fewer than four components.
+bool rewireGlsl(std::string& glsl, const CgRewrite& rewrite, CgTranslator::eStage stage, bool legacy,
                 const std::vector<Variable>& inputs, const std::vector<Variable>& outputs, bool severalColours,
-                Listing& listing)
+                const std::map<unsigned, int>& narrowColours, Listing& listing)
 {
     // The uniform takes back its Cg name, so its writable copy gives it up.
     for (const std::string& name : rewrite.writtenUniforms()) {
@@ -728,11 +778,15 @@ bool rewireGlsl(std::string& glsl, const CgRewrite& rewrite, CgTranslator::eStag
                 const size_t typeStart = member.find_first_not_of(' ');
                 std::string type = member.substr(typeStart, nameStart - typeStart - 1);
                 const std::string name = member.substr(nameStart, nameEnd - nameStart);
-                // A block stores Cg's bool as uint (Cg has no uint): the uniform
-                // stays a bool for the caller and reads as the uint the code expects.
-                if ((type == "uint" || type.rfind("uvec", 0) == 0) && nameEnd + 1 == member.size()) {
+                // A block stores Cg's bool as uint (Cg has no uint), or as the int
+                // that CgRewrite made it for 1.20: the uniform stays a bool for the
+                // caller and reads as the number the code expects.
+                const bool asUint = type == "uint" || type.rfind("uvec", 0) == 0;
+                const bool asInt = (type == "int" || type.rfind("ivec", 0) == 0) &&
+                                   rewrite.boolUniforms().count(cgName(name));
+                if ((asUint || asInt) && nameEnd + 1 == member.size()) {
                     access[name] = type + "(" + cgName(name) + ")";
-                    type = type == "uint" ? "bool" : "b" + type.substr(1);
+                    type = type.size() == 3 || type.size() == 4 ? "bool" : "b" + type.substr(1);
                 }
                 result += "uniform " + type + " " + cgName(name) + member.substr(nameEnd) + "\n";
             }
@@ -740,7 +794,9 @@ bool rewireGlsl(std::string& glsl, const CgRewrite& rewrite, CgTranslator::eStag
         }
         bool rewired = false;
         for (const bool input : {true, false}) {
-            const std::string qualifier = input ? "in " : "out ";
+            std::string qualifier = input ? "in " : "out ";
+            if (legacy)
+                qualifier = input && stage == CgTranslator::eStage::vertex ? "attribute " : "varying ";
             for (const Variable& variable : input ? inputs : outputs) {
                 if (line.size() < qualifier.size() || line.compare(0, qualifier.size(), qualifier) != 0 ||
                     line.size() < variable.name.size() + 1 ||
@@ -765,6 +821,16 @@ bool rewireGlsl(std::string& glsl, const CgRewrite& rewrite, CgTranslator::eStag
                                 ";\n";
                 rewired = true;
             }
+        }
+        for (const auto& [location, width] : narrowColours) {
+            std::string target = "gl_FragData[";
+            target.append(std::to_string(location)).append("] = ");
+            const size_t at = line.find(target);
+            if (rewired || at == std::string::npos || line.find_first_not_of(' ') != at || line.back() != ';')
+                continue;
+            const std::string value = line.substr(at + target.size(), line.size() - at - target.size() - 1);
+            result += line.substr(0, at + target.size()) + converted(value, width, 4) + ";\n";
+            rewired = true;
         }
         if (!rewired)
             result += line + "\n";
@@ -795,14 +861,48 @@ bool rewireGlsl(std::string& glsl, const CgRewrite& rewrite, CgTranslator::eStag
     if (!rewrite.rectangleSamplers().empty()) {
         for (const std::string& sampler : rewrite.rectangleSamplers()) {
             result = replaceAll(result, "uniform sampler2D " + sampler + ";", "uniform sampler2DRect " + sampler + ";");
-            result = replaceAll(result, "texture(" + sampler + ",", "texture2DRect(" + sampler + ",");
-            result = replaceAll(result, "textureProj(" + sampler + ",", "texture2DRectProj(" + sampler + ",");
+            const std::string sample = legacy ? "texture2D(" : "texture(";
+            const std::string project = legacy ? "texture2DProj(" : "textureProj(";
+            result = replaceAll(result, sample + sampler + ",", "texture2DRect(" + sampler + ",");
+            result = replaceAll(result, project + sampler + ",", "texture2DRectProj(" + sampler + ",");
         }
         const size_t version = result.find('\n');
         result.insert(version == std::string::npos ? 0 : version + 1, "#extension GL_ARB_texture_rectangle : require\n");
     }
     glsl = std::move(result);
     return true;
+}
+
+// SPIRV-Cross writes some functions and operators that 1.20 lacks (trunc,
+// isnan, integer %, ...) as they are: glslang's own checks for 1.20 find them
+// before a driver does.
+bool isGlsl120(const std::string& glsl, CgTranslator::eStage stage, Listing& listing)
+{
+    const EShLanguage language = stage == CgTranslator::eStage::pixel ? EShLangFragment : EShLangVertex;
+    const char* strings[] = {glsl.c_str()};
+    glslang::TShader shader(language);
+    shader.setStrings(strings, 1);
+    if (shader.parse(GetDefaultResources(), 120, ECompatibilityProfile, false, false, EShMsgDefault))
+        return true;
+    const std::string log = shader.getInfoLog();
+    for (size_t start = 0; start < log.size();) {
+        size_t end = log.find('\n', start);
+        if (end == std::string::npos)
+            end = log.size();
+        std::string line = log.substr(start, end - start);
+        start = end + 1;
+        if (line.rfind("ERROR: ", 0) != 0 || line.find("compilation errors") != std::string::npos ||
+            line.find("compilation terminated") != std::string::npos)
+            continue;
+        // The GLSL's line numbers mean nothing to the effect's author.
+        const size_t quote = line.find('\'');
+        std::string message = "not expressible in GLSL 1.20: ";
+        message.append(line.substr(quote == std::string::npos ? 7 : quote));
+        listing.add(1, message);
+    }
+    if (listing.text.empty())
+        listing.add(1, "not expressible in GLSL 1.20");
+    return false;
 }
 
 struct Context
@@ -819,7 +919,7 @@ struct Context
 // Names every block, input and output so that the GLSL can be recognised,
 // then takes them apart into plain uniforms and fixed-function variables.
 bool toGlsl(const std::vector<unsigned int>& spirv, const CgRewrite& rewrite, CgTranslator::eStage stage,
-            std::string& glsl, Listing& listing)
+            unsigned glslVersion, std::string& glsl, Listing& listing)
 {
     Context context;
     if (spvc_context_create(&context.handle) != SPVC_SUCCESS) {
@@ -843,6 +943,7 @@ bool toGlsl(const std::vector<unsigned int>& spirv, const CgRewrite& rewrite, Cg
         spvc_compiler_create_shader_resources(compiler, &resources) != SPVC_SUCCESS)
         return failed();
 
+    const bool legacy = glslVersion < 130;
     const spvc_reflected_resource* list = nullptr;
     size_t count = 0;
     spvc_resources_get_resource_list_for_type(resources, SPVC_RESOURCE_TYPE_UNIFORM_BUFFER, &list, &count);
@@ -851,6 +952,13 @@ bool toGlsl(const std::vector<unsigned int>& spirv, const CgRewrite& rewrite, Cg
         spvc_compiler_set_name(compiler, list[index].base_type_id, (kGlobalsBlock + "_type").c_str());
         spvc_compiler_unset_decoration(compiler, list[index].id, SpvDecorationBinding);
         spvc_compiler_unset_decoration(compiler, list[index].id, SpvDecorationDescriptorSet);
+        // Plain uniforms have no row_major: 1.30 writes the multiplications as
+        // glslang made them, but 1.20 would swap them to honour the block's
+        // layout, and matrices would then be set transposed.
+        const unsigned members =
+            legacy ? spvc_type_get_num_member_types(spvc_compiler_get_type_handle(compiler, list[index].base_type_id)) : 0;
+        for (unsigned member = 0; member < members; ++member)
+            spvc_compiler_unset_member_decoration(compiler, list[index].base_type_id, member, SpvDecorationRowMajor);
     }
     spvc_resources_get_resource_list_for_type(resources, SPVC_RESOURCE_TYPE_SAMPLED_IMAGE, &list, &count);
     for (size_t index = 0; index < count; ++index) {
@@ -862,6 +970,7 @@ bool toGlsl(const std::vector<unsigned int>& spirv, const CgRewrite& rewrite, Cg
     }
     std::vector<Variable> inputs;
     std::vector<Variable> outputs;
+    std::map<unsigned, int> narrowColours;
     bool severalColours = false;
     for (const bool input : {true, false}) {
         spvc_resources_get_resource_list_for_type(
@@ -879,11 +988,25 @@ bool toGlsl(const std::vector<unsigned int>& spirv, const CgRewrite& rewrite, Cg
             const bool colour = upper.rfind("COLOR", 0) == 0 || upper.rfind("SV_TARGET", 0) == 0;
             if (!input && colour && upper.back() >= '1' && upper.back() <= '9')
                 severalColours = true;
+            // GLSL 1.20 has no fragment outputs to rewire: SPIRV-Cross writes
+            // gl_FragData[location] itself, so the location is the colour's number.
+            if (legacy && !input && stage == CgTranslator::eStage::pixel) {
+                const std::string target = builtinFor(variable.semantic, stage, false, true).expression;
+                if (target.rfind("gl_FragData[", 0) != 0) {
+                    listing.add(1, "unsupported output semantic '" + variable.semantic + "'");
+                    return false;
+                }
+                const unsigned location = unsigned(std::stoul(target.substr(12)));
+                spvc_compiler_set_decoration(compiler, list[index].id, SpvDecorationLocation, location);
+                const int width = int(spvc_type_get_vector_size(spvc_compiler_get_type_handle(compiler, list[index].type_id)));
+                if (width < 4)
+                    narrowColours[location] = width;
+            }
         }
     }
     if (spvc_compiler_create_compiler_options(compiler, &options) != SPVC_SUCCESS)
         return failed();
-    spvc_compiler_options_set_uint(options, SPVC_COMPILER_OPTION_GLSL_VERSION, 130);
+    spvc_compiler_options_set_uint(options, SPVC_COMPILER_OPTION_GLSL_VERSION, glslVersion);
     spvc_compiler_options_set_bool(options, SPVC_COMPILER_OPTION_GLSL_ES, SPVC_FALSE);
     spvc_compiler_options_set_bool(options, SPVC_COMPILER_OPTION_GLSL_ENABLE_420PACK_EXTENSION, SPVC_FALSE);
     spvc_compiler_options_set_bool(options, SPVC_COMPILER_OPTION_GLSL_EMIT_UNIFORM_BUFFER_AS_PLAIN_UNIFORMS,
@@ -893,22 +1016,30 @@ bool toGlsl(const std::vector<unsigned int>& spirv, const CgRewrite& rewrite, Cg
         spvc_compiler_compile(compiler, &source) != SPVC_SUCCESS)
         return failed();
     glsl = source;
-    return rewireGlsl(glsl, rewrite, stage, inputs, outputs, severalColours, listing);
+    return rewireGlsl(glsl, rewrite, stage, legacy, inputs, outputs, severalColours, narrowColours, listing) &&
+           (!legacy || isGlsl120(glsl, stage, listing));
 }
 
 } // namespace
 
 CgTranslator::Translation CgTranslator::translate(std::string_view fileName, std::string_view source,
                                                   std::string_view entry, eStage stage,
-                                                  const std::vector<std::string>& arguments)
+                                                  const std::vector<std::string>& arguments, unsigned glslVersion)
 {
     std::lock_guard lock(translating);
     Translation translation;
     Listing listing{std::string(fileName), {}};
-    CgRewrite rewrite(source, std::string(entry), arguments, listing);
+    if (glslVersion != 120 && glslVersion != 130) {
+        std::string message = "GLSL ";
+        message.append(std::to_string(glslVersion)).append(" is not a translation target (120 or 130)");
+        listing.add(1, message);
+        translation.listing = listing.text;
+        return translation;
+    }
+    CgRewrite rewrite(source, std::string(entry), arguments, glslVersion < 130, listing);
     std::vector<unsigned int> spirv;
     translation.succeeded = rewrite.run() && toSpirv(rewrite, listing.fileName, stage, spirv, listing) &&
-                            toGlsl(spirv, rewrite, stage, translation.glsl, listing);
+                            toGlsl(spirv, rewrite, stage, glslVersion, translation.glsl, listing);
     translation.listing = listing.text;
     return translation;
 }

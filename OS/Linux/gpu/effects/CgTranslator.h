@@ -4,9 +4,10 @@
 #include <string_view>
 #include <vector>
 
-// Translates one entry function of an effect's Cg code to GLSL 1.30 for
-// OpenGL's compatibility profile, through glslang's HLSL front end and
-// SPIRV-Cross.
+// Translates one entry function of an effect's Cg code to GLSL 1.30, or 1.20
+// for drivers without 1.30, for OpenGL's compatibility profile, through
+// glslang's HLSL front end and SPIRV-Cross. Code that 1.20 cannot express
+// (trunc, integer %, ...) is an error in the listing.
 //
 // The entry's inputs read the fixed-function stage's outputs (TEXCOORDn from
 // gl_TexCoord[n], COLOR0 and COLOR1 from gl_Color and gl_SecondaryColor, WPOS and
@@ -33,5 +34,6 @@ public:
     };
 
     static Translation translate(std::string_view fileName, std::string_view source, std::string_view entry,
-                                 eStage stage, const std::vector<std::string>& arguments);
+                                 eStage stage, const std::vector<std::string>& arguments,
+                                 unsigned glslVersion = 130);
 };

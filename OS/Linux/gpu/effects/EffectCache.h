@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <initializer_list>
 #include <optional>
 #include <string>
@@ -10,9 +11,17 @@
 // file and renamed, so a reader sees a whole entry or none; two processes that
 // write the same key write the same bytes. The cache checks nothing inside an
 // entry: the caller decides whether what it reads back is usable.
+//
+// An entry's modification time is when it was last stored or loaded. The first
+// store of a process into a folder deletes the entries unused for kUnusedLifetime
+// and temporaries older than kTemporaryLifetime that a stopped writer left;
+// files with other names are never touched.
 class EffectCache
 {
 public:
+    static constexpr std::chrono::hours kUnusedLifetime{24 * 60};
+    static constexpr std::chrono::hours kTemporaryLifetime{1};
+
     // folder ends with "/"; empty means the user's cache folder + "kvos/effects/".
     explicit EffectCache(std::string folder = {});
 
@@ -27,6 +36,7 @@ public:
 
 private:
     std::string pathOf(const std::string& key) const;
+    void pruneOnce() const;
 
     std::string folder_;
 };

@@ -2,6 +2,7 @@
 
 #include "EffectCache.h"
 #include "EffectPreprocessor.h"
+#include "EffectRenderStates.h"
 
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -170,6 +171,18 @@ struct Descriptor
     }
 };
 
+bool glslVersionIsKnown(unsigned version)
+{
+    return version == 120 || version == 130;
+}
+
+EffectCompilerProcess::Result unknownGlslVersion(const EffectCompilerProcess::Request& request)
+{
+    std::string message = "GLSL ";
+    message.append(std::to_string(request.glslVersion)).append(" is not a translation target (120 or 130)");
+    return failure(request.name, message);
+}
+
 bool isExecutable(const std::string& path)
 {
     return ::access(path.c_str(), X_OK) == 0;
@@ -186,7 +199,7 @@ EffectCompilerProcess::EffectCompilerProcess(std::string compilerPath, std::stri
 
 const char* EffectCompilerProcess::translatorVersion()
 {
-    return "kvfxc 1: glslang HLSL DX9, SPIRV-Cross, GLSL 130 compatibility";
+    return "kvfxc 3: glslang HLSL DX9, SPIRV-Cross, GLSL 130 or 120 compatibility";
 }
 
 std::string EffectCompilerProcess::defaultCompilerPath()
@@ -212,6 +225,7 @@ std::string EffectCompilerProcess::encodeRequest(const Request& request)
     records.add("folder", request.folder);
     records.add("source", request.source);
     records.add("technique", request.technique);
+    records.add("glsl", std::to_string(request.glslVersion));
     for (const auto& [name, value] : request.definitions)
         records.add("define", name + "=" + value);
     return records.finish();
@@ -234,7 +248,12 @@ bool EffectCompilerProcess::decodeRequest(const std::string& bytes, Request& req
             request.source = value;
         else if (key == "technique")
             request.technique = value;
-        else if (key == "define") {
+        else if (key == "glsl") {
+            // Any number reads; compileHere tells the caller which ones it translates to.
+            if (value.empty() || value.size() > 9 || value.find_first_not_of("0123456789") != std::string::npos)
+                return false;
+            request.glslVersion = unsigned(std::stoul(value));
+        } else if (key == "define") {
             const size_t equals = value.find('=');
             request.definitions.emplace_back(value.substr(0, equals),
                                              equals == std::string::npos ? "" : value.substr(equals + 1));
@@ -300,6 +319,8 @@ bool EffectCompilerProcess::decodeReply(const std::string& bytes, Result& result
 
 EffectCompilerProcess::Result EffectCompilerProcess::compileHere(const Request& request)
 {
+    if (!glslVersionIsKnown(request.glslVersion))
+        return unknownGlslVersion(request);
     Result result;
     const EffectModel model = EffectParser::parseBuffer(request.source, request.name, request.folder, request.definitions);
     if (model.failed()) {
@@ -314,6 +335,8 @@ EffectCompilerProcess::Result EffectCompilerProcess::compileHere(const Request& 
             continue;
         found = true;
         for (const EffectPass& pass : technique.passes) {
+            // Render states are read here too, so that a bad one fails the compile wherever it runs.
+            const EffectRenderStates states(pass.states, errors);
             for (const EffectShaderBinding& binding : pass.shaders) {
                 if (binding.entry.empty())
                     continue;
@@ -321,7 +344,8 @@ EffectCompilerProcess::Result EffectCompilerProcess::compileHere(const Request& 
                                                        ? CgTranslator::eStage::vertex
                                                        : CgTranslator::eStage::pixel;
                 const CgTranslator::Translation translation =
-                    CgTranslator::translate(kCgName, source.text, binding.entry, stage, binding.arguments);
+                    CgTranslator::translate(kCgName, source.text, binding.entry, stage, binding.arguments,
+                                            request.glslVersion);
                 if (!translation.succeeded) {
                     result.listing += effectLines(translation.listing.empty()
                                                       ? "the translator gave no message for " + binding.entry
@@ -346,6 +370,8 @@ EffectCompilerProcess::Result EffectCompilerProcess::compileHere(const Request& 
 
 EffectCompilerProcess::Result EffectCompilerProcess::compile(const Request& request) const
 {
+    if (!glslVersionIsKnown(request.glslVersion))
+        return unknownGlslVersion(request);
     EffectPreprocessor preprocessor;
     for (const auto& [name, value] : request.definitions)
         preprocessor.define(name, value);
@@ -358,8 +384,9 @@ EffectCompilerProcess::Result EffectCompilerProcess::compile(const Request& requ
     for (const auto& [name, value] : request.definitions)
         definitions += std::to_string(name.size()) + ":" + name + "=" + std::to_string(value.size()) + ":" + value + "\n";
     const EffectCache cache(cacheFolder_);
+    const std::string glslVersion = std::to_string(request.glslVersion);
     const std::string key = EffectCache::keyOf(
-        {preprocessed.text, lines, definitions, request.name, request.technique, translatorVersion()});
+        {preprocessed.text, lines, definitions, request.name, request.technique, glslVersion, translatorVersion()});
     if (const std::optional<std::string> cached = cache.load(key)) {
         Result result;
         if (decodeReply(*cached, result)) {

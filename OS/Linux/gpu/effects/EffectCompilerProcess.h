@@ -21,7 +21,8 @@
 // both ways a sequence of records "<key> <length>\n<length bytes>\n", ending
 // with the record "end 0\n\n".
 //   request: "kvfxc-request" "1", "name", "folder" (with its trailing "/"),
-//            "source", "technique" (empty for every technique), then one
+//            "source", "technique" (empty for every technique), "glsl" (the
+//            GLSL version; a request without it asks for 130), then one
 //            "define" per definition holding "NAME=VALUE".
 //   reply:   "kvfxc-reply" "1", then per compiled shader "technique", "pass",
 //            "stage" ("pixel" or "vertex"), "entry", "glsl"; then "succeeded"
@@ -40,6 +41,7 @@ public:
         std::string source;
         EffectParser::Definitions definitions;
         std::string technique; // empty: every technique
+        unsigned glslVersion = 130; // 130, or 120 for drivers without GLSL 1.30
     };
 
     struct Shader

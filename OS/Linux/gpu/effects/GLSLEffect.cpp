@@ -1,11 +1,14 @@
 #include "GLSLEffect.h"
 
+#include <EGL/egl.h>
+
 #include <algorithm>
+#include <cstdio>
 #include <fstream>
 #include <sstream>
 
 GLSLEffect::Compilation GLSLEffect::compileFile(const std::string& path, const EffectParser::Definitions& definitions,
-                                                const EffectCompilerProcess& compiler)
+                                                const EffectCompilerProcess& compiler, unsigned glslVersion)
 {
     std::ifstream file(path, std::ios::binary);
     std::ostringstream source;
@@ -17,19 +20,20 @@ GLSLEffect::Compilation GLSLEffect::compileFile(const std::string& path, const E
     }
     const std::size_t slash = path.rfind('/');
     return compileBuffer(source.str(), definitions, path, slash == std::string::npos ? "./" : path.substr(0, slash + 1),
-                         compiler);
+                         compiler, glslVersion);
 }
 
 GLSLEffect::Compilation GLSLEffect::compileBuffer(const std::string& source,
                                                   const EffectParser::Definitions& definitions,
                                                   const std::string& name, const std::string& folder,
-                                                  const EffectCompilerProcess& compiler)
+                                                  const EffectCompilerProcess& compiler, unsigned glslVersion)
 {
     EffectCompilerProcess::Request request;
     request.name = name;
     request.folder = folder;
     request.source = source;
     request.definitions = definitions;
+    request.glslVersion = glslVersion ? glslVersion : glslVersionOfCurrentContext();
     const EffectCompilerProcess::Result compiled = compiler.compile(request);
     if (!compiled.succeeded) {
         Compilation failed;
@@ -38,10 +42,23 @@ GLSLEffect::Compilation GLSLEffect::compileBuffer(const std::string& source,
     }
     // The compiler read the same text; reading it again here is quicker than
     // sending the whole model across.
-    return build(EffectParser::parseBuffer(source, name, folder, definitions), compiled);
+    return fromCompiled(EffectParser::parseBuffer(source, name, folder, definitions), compiled);
 }
 
-GLSLEffect::Compilation GLSLEffect::build(const EffectModel& model, const EffectCompilerProcess::Result& compiled)
+unsigned GLSLEffect::glslVersionOfCurrentContext()
+{
+    if (eglGetCurrentContext() == EGL_NO_CONTEXT)
+        return 130;
+    // "1.20", or "4.50 (Compatibility Profile) Mesa ...".
+    const auto* version = reinterpret_cast<const char*>(glGetString(GL_SHADING_LANGUAGE_VERSION));
+    unsigned major = 0, minor = 0;
+    if (version == nullptr || std::sscanf(version, "%u.%u", &major, &minor) != 2)
+        return 130;
+    return major * 100 + minor >= 130 ? 130 : 120;
+}
+
+GLSLEffect::Compilation GLSLEffect::fromCompiled(const EffectModel& model, const EffectCompilerProcess::Result& compiled,
+                                                 const std::string& onlyTechnique)
 {
     Compilation compilation;
     std::vector<EffectError> errors = model.errors;
@@ -63,6 +80,8 @@ GLSLEffect::Compilation GLSLEffect::build(const EffectModel& model, const Effect
     // The compiler answers with the shaders in the order the techniques bind them.
     auto shader = compiled.shaders.begin();
     for (const EffectTechnique& technique : model.techniques) {
+        if (!onlyTechnique.empty() && technique.name != onlyTechnique)
+            continue;
         auto built = std::make_unique<Technique>();
         built->name = technique.name;
         built->annotations = technique.annotations;
@@ -123,14 +142,21 @@ bool GLSLEffect::validateTechnique(std::size_t index)
         for (const std::string& name : pass->samplerNames()) {
             const GLSLEffectParameter* sampler = findParameter(name);
             if (sampler && sampler->unit() >= units) {
-                log.append("the sampler ").append(name).append(" needs texture unit ");
+                log.append("pass ").append(pass->name()).append(": the sampler ").append(name);
+                log.append(" needs texture unit ");
                 log.append(std::to_string(sampler->unit())).append(", beyond the ").append(std::to_string(units));
                 log.append(" this OpenGL has\n");
             }
         }
         std::string passLog;
-        if (!pass->link(parameters_, passLog))
-            log.append(pass->name().empty() ? "a pass" : "pass " + pass->name()).append(": ").append(passLog);
+        if (pass->link(parameters_, passLog))
+            continue;
+        std::istringstream lines(passLog.empty() ? "the driver refused the pass" : passLog);
+        for (std::string line; std::getline(lines, line);) {
+            line.erase(line.find_last_not_of(" \t\r") + 1);
+            if (!line.empty())
+                log.append("pass ").append(pass->name()).append(": ").append(line).append("\n");
+        }
     }
     technique.validity = log.empty() ? Technique::eValidity::valid : Technique::eValidity::invalid;
     technique.validationLog = std::move(log);

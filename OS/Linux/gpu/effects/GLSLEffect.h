@@ -35,7 +35,7 @@ public:
         EffectAnnotations annotations;
         std::vector<std::unique_ptr<GLSLEffectPass>> passes;
         eValidity validity = eValidity::unknown;
-        std::string validationLog; // the driver's messages when invalid
+        std::string validationLog; // when invalid, why: lines "pass <name>: <message>"
     };
 
     struct Compilation
@@ -44,14 +44,23 @@ public:
         std::string listing;                // lines "file(line) : error: message"
     };
 
-    // The profile and the compiler definitions come in as macros.
+    // The profile and the compiler definitions come in as macros. glslVersion
+    // is 130 or 120; 0 takes 130 unless the current context offers less.
     static Compilation compileFile(const std::string& path, const EffectParser::Definitions& definitions,
-                                   const EffectCompilerProcess& compiler = EffectCompilerProcess());
+                                   const EffectCompilerProcess& compiler = EffectCompilerProcess(),
+                                   unsigned glslVersion = 0);
     // name is what the listing calls the buffer; folder is where its includes
     // are looked for, with its trailing "/", and may be empty.
     static Compilation compileBuffer(const std::string& source, const EffectParser::Definitions& definitions,
                                      const std::string& name = "effect", const std::string& folder = {},
-                                     const EffectCompilerProcess& compiler = EffectCompilerProcess());
+                                     const EffectCompilerProcess& compiler = EffectCompilerProcess(),
+                                     unsigned glslVersion = 0);
+    // The effect of a model and what the compiler made of it; with a technique
+    // name, the compiler was asked for that technique and the effect holds it alone.
+    static Compilation fromCompiled(const EffectModel& model, const EffectCompilerProcess::Result& compiled,
+                                    const std::string& onlyTechnique = {});
+    // 130 when no context is current or the current one offers GLSL 1.30, otherwise 120.
+    static unsigned glslVersionOfCurrentContext();
 
     std::size_t techniqueCount() const { return techniques_.size(); }
     const Technique& technique(std::size_t index) const { return *techniques_[index]; }
@@ -69,7 +78,6 @@ public:
 private:
     GLSLEffect() = default;
 
-    static Compilation build(const EffectModel& model, const EffectCompilerProcess::Result& compiled);
     void assignTextureUnits();
 
     std::vector<std::unique_ptr<Technique>> techniques_;

@@ -1,5 +1,7 @@
 #include "GLSLEffectPass.h"
 
+#include "GLDriverLog.h"
+
 #include <EGL/egl.h>
 
 #include <algorithm>
@@ -79,26 +81,6 @@ void uploadInts(GLint location, const UniformShape& shape, GLsizei count, const 
     vectors[shape.components](location, count, values);
 }
 
-std::string shaderLog(GLuint shader)
-{
-    GLint length = 0;
-    glGetShaderiv(shader, GL_INFO_LOG_LENGTH, &length);
-    std::string log(std::size_t(std::max(length, 1)), '\0');
-    glGetShaderInfoLog(shader, length, nullptr, log.data());
-    log.resize(log.find('\0') == std::string::npos ? log.size() : log.find('\0'));
-    return log;
-}
-
-std::string programLog(GLuint program)
-{
-    GLint length = 0;
-    glGetProgramiv(program, GL_INFO_LOG_LENGTH, &length);
-    std::string log(std::size_t(std::max(length, 1)), '\0');
-    glGetProgramInfoLog(program, length, nullptr, log.data());
-    log.resize(log.find('\0') == std::string::npos ? log.size() : log.find('\0'));
-    return log;
-}
-
 } // namespace
 
 GLSLEffectPass::GLSLEffectPass(const EffectPass& pass, std::string vertexGlsl, std::string fragmentGlsl,
@@ -146,7 +128,7 @@ bool GLSLEffectPass::compileStage(GLenum stage, const std::string& glsl, std::st
     if (compiled)
         glAttachShader(program_, shader);
     else
-        log += shaderLog(shader);
+        log += GLDriverLog::ofShader(shader);
     // Attached shaders live on with the program.
     glDeleteShader(shader);
     return compiled;
@@ -171,7 +153,7 @@ bool GLSLEffectPass::link(const Parameters& parameters, std::string& log)
     GLint status = GL_FALSE;
     glGetProgramiv(program_, GL_LINK_STATUS, &status);
     if (!status) {
-        log += programLog(program_);
+        log += GLDriverLog::ofProgram(program_);
         glDeleteProgram(program_);
         program_ = 0;
         return false;
