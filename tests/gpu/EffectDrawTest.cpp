@@ -1,5 +1,4 @@
-#include "EffectCompilerProcess.h"
-#include "EffectParser.h"
+#include "GLSLEffect.h"
 #include "SurfacelessGL.h"
 
 #include <gtest/gtest.h>
@@ -141,9 +140,9 @@ std::string scriptValue(const std::string& script, const std::string& key)
     return {};
 }
 
-// Whole effect files compiled through kvfxc, each pass's GLSL linked with the
-// fixed-function vertex stage and drawn on a small quad, with the test playing
-// the renderer; the pixels read back are compared with the CPU's values.
+// Whole effect files compiled through kvfxc into effects whose passes draw a
+// small quad, with the test playing the renderer; the pixels read back are
+// compared with the CPU's values.
 class EffectDrawTest : public ::testing::Test
 {
 protected:
@@ -160,51 +159,45 @@ protected:
 
     void TearDown() override
     {
+        effect_.reset();
         if (!cacheFolder_.empty())
             std::filesystem::remove_all(cacheFolder_);
     }
 
-    static EffectParser::Definitions definitions()
-    {
-        EffectParser::Definitions profile;
-        profile.emplace_back("PROFILE", "fp40");
-        return profile;
-    }
-
-    EffectCompilerProcess::Result compile(const std::string& source) const
+    ::testing::AssertionResult compile(const std::string& source)
     {
         const EffectCompilerProcess compiler(KVFXC_PATH, cacheFolder_, std::chrono::seconds(20));
-        EffectCompilerProcess::Request request;
-        request.name = "draw.fx";
-        request.folder = "/tmp/";
-        request.source = source;
-        request.definitions = definitions();
-        return compiler.compile(request);
+        GLSLEffect::Compilation compilation =
+            GLSLEffect::compileBuffer(source, {{"PROFILE", "fp40"}}, "draw.fx", "/tmp/", compiler);
+        effect_ = std::move(compilation.effect);
+        if (!effect_)
+            return ::testing::AssertionFailure() << compilation.listing;
+        return ::testing::AssertionSuccess();
     }
 
-    static EffectModel parse(const std::string& source)
+    // The named technique, validated on the fixture's context.
+    const GLSLEffect::Technique* technique(const std::string& name)
     {
-        return EffectParser::parseBuffer(source, "draw.fx", "/tmp/", definitions());
-    }
-
-    static const EffectCompilerProcess::Shader* shaderOf(const EffectCompilerProcess::Result& result,
-                                                         const std::string& technique, const std::string& pass)
-    {
-        for (const EffectCompilerProcess::Shader& shader : result.shaders)
-            if (shader.technique == technique && shader.pass == pass &&
-                shader.stage == CgTranslator::eStage::pixel)
-                return &shader;
+        for (std::size_t index = 0; index < effect_->techniqueCount(); ++index) {
+            if (effect_->technique(index).name != name)
+                continue;
+            EXPECT_TRUE(effect_->validateTechnique(index)) << effect_->technique(index).validationLog;
+            return &effect_->technique(index);
+        }
+        ADD_FAILURE() << "no technique " << name;
         return nullptr;
     }
 
-    ::testing::AssertionResult use(const EffectCompilerProcess::Shader* shader)
+    void drawPass(const GLSLEffectPass& pass, const std::array<SurfacelessGL::Corner, 4>& corners)
     {
-        if (shader == nullptr)
-            return ::testing::AssertionFailure() << "no pixel shader for that pass";
-        std::string log;
-        if (!gl_->useFragmentShader(shader->glsl, log))
-            return ::testing::AssertionFailure() << "the driver refused the GLSL:\n" << log << "\n" << shader->glsl;
-        return ::testing::AssertionSuccess();
+        pass.setState();
+        pass.updateParameters();
+        gl_->drawQuad(corners);
+        pass.resetState();
+    }
+    void drawPass(const GLSLEffectPass& pass, const SurfacelessGL::Corner& everywhere = {})
+    {
+        drawPass(pass, {everywhere, everywhere, everywhere, everywhere});
     }
 
     ::testing::AssertionResult pixelIs(int x, int y, const Float4& expected)
@@ -234,23 +227,24 @@ protected:
 
     std::unique_ptr<SurfacelessGL> gl_;
     std::string cacheFolder_;
+    std::unique_ptr<GLSLEffect> effect_;
 };
 
 } // namespace
 
 TEST_F(EffectDrawTest, TextEffectTakesTheFaceColourWithAverageCoverageAsAlpha)
 {
-    const EffectCompilerProcess::Result result = compile(kTextEffect);
-    ASSERT_TRUE(result.succeeded) << result.listing;
-    ASSERT_TRUE(use(shaderOf(result, "t1", "p1")));
+    ASSERT_TRUE(compile(kTextEffect));
+    const GLSLEffect::Technique* textTechnique = technique("t1");
+    ASSERT_NE(textTechnique, nullptr);
 
     // Sub-pixel coverage: the three channels of a glyph texel differ.
     const std::vector<std::uint8_t> glyph = distinctTexels();
-    // The renderer feeds the text image on its own unit, through TEXCOORD1.
-    ASSERT_TRUE(gl_->bindTexture("LinearSampler", 1, targetSize, targetSize, glyph));
+    effect_->findParameter("LinearSampler")->setup(gl_->makeTexture(targetSize, targetSize, glyph));
     const Float4 face{0.2f, 0.6f, 0.8f, 0.75f};
-    ASSERT_TRUE(gl_->setFloats("FaceColour1", {face[0], face[1], face[2], face[3]}));
-    gl_->drawQuad(texelForPixel(1));
+    ASSERT_TRUE(effect_->findParameter("FaceColour1")->setFloats(face.data(), 4));
+    // The renderer feeds the text image's coordinates through TEXCOORD1.
+    drawPass(*textTechnique->passes[0], texelForPixel(1));
 
     for (int y = 0; y < targetSize; ++y) {
         for (int x = 0; x < targetSize; ++x) {
@@ -263,73 +257,51 @@ TEST_F(EffectDrawTest, TextEffectTakesTheFaceColourWithAverageCoverageAsAlpha)
 
 TEST_F(EffectDrawTest, TwoPassEffectDrawsItsFirstPassIntoTheTargetItsScriptNames)
 {
-    const EffectCompilerProcess::Result result = compile(kTwoPassEffect);
-    ASSERT_TRUE(result.succeeded) << result.listing;
-    const EffectModel model = parse(kTwoPassEffect);
-    ASSERT_FALSE(model.failed()) << effectListing(model.errors);
-    ASSERT_EQ(model.techniques.size(), 1u);
-    const EffectTechnique& technique = model.techniques[0];
-    ASSERT_EQ(technique.passes.size(), 2u);
+    ASSERT_TRUE(compile(kTwoPassEffect));
+    const GLSLEffect::Technique* twoPass = technique("TwoPass");
+    ASSERT_NE(twoPass, nullptr);
+    ASSERT_EQ(twoPass->passes.size(), 2u);
+    const GLSLEffectPass& prepare = *twoPass->passes[0];
+    const GLSLEffectPass& finish = *twoPass->passes[1];
+    EXPECT_EQ(prepare.name(), "Prepare");
 
-    // The compiled shaders come in pass order.
-    ASSERT_EQ(result.shaders.size(), 2u);
-    EXPECT_EQ(result.shaders[0].pass, technique.passes[0].name);
-    EXPECT_EQ(result.shaders[1].pass, technique.passes[1].name);
-
-    const EffectAnnotation* firstScript = findAnnotation(technique.passes[0].annotations, "Script");
-    const EffectAnnotation* secondScript = findAnnotation(technique.passes[1].annotations, "Script");
+    const EffectAnnotation* firstScript = findAnnotation(prepare.annotations(), "Script");
+    const EffectAnnotation* secondScript = findAnnotation(finish.annotations(), "Script");
     ASSERT_NE(firstScript, nullptr);
     ASSERT_NE(secondScript, nullptr);
     const std::string targetName = scriptValue(firstScript->text, "RenderColorTarget0");
     ASSERT_EQ(targetName, "Scratch");
     // An empty target sends the pass to the renderer's own target.
     EXPECT_EQ(scriptValue(secondScript->text, "RenderColorTarget0"), "");
-
-    const EffectTexture* target = nullptr;
-    for (const EffectTexture& texture : model.textures)
-        if (texture.name == targetName)
-            target = &texture;
+    const GLSLEffectParameter* target = effect_->findParameter(targetName);
     ASSERT_NE(target, nullptr);
-    EXPECT_EQ(target->semantic, "RENDERCOLORTARGET");
-    std::string targetSampler;
-    std::string inputSampler;
-    for (const EffectSampler& sampler : model.samplers) {
-        if (sampler.texture == targetName)
-            targetSampler = sampler.name;
-        else if (sampler.texture == "Input")
-            inputSampler = sampler.name;
-    }
-    ASSERT_EQ(targetSampler, "ScratchSampler");
-    ASSERT_EQ(inputSampler, "InputSampler");
+    EXPECT_EQ(target->kind(), GLSLEffectParameter::eKind::texture);
+    EXPECT_EQ(target->semantic(), "RENDERCOLORTARGET");
 
-    const EffectParameter* gainParameter = nullptr;
-    for (const EffectParameter& parameter : model.parameters)
-        if (parameter.name == "Gain")
-            gainParameter = &parameter;
-    ASSERT_NE(gainParameter, nullptr);
-    ASSERT_EQ(gainParameter->defaults.size(), 4u);
-    Float4 gain{};
-    for (std::size_t component = 0; component < 4; ++component)
-        gain[component] = static_cast<float>(gainParameter->defaults[component]);
+    GLSLEffectParameter* targetSampler = nullptr;
+    GLSLEffectParameter* inputSampler = nullptr;
+    for (std::size_t index = 0; index < effect_->parameterCount(); ++index) {
+        GLSLEffectParameter& parameter = effect_->parameter(index);
+        if (parameter.kind() == GLSLEffectParameter::eKind::sampler)
+            (parameter.textureName() == targetName ? targetSampler : inputSampler) = &parameter;
+    }
+    ASSERT_NE(targetSampler, nullptr);
+    ASSERT_NE(inputSampler, nullptr);
+    const std::vector<float> gain = effect_->findParameter("Gain")->floats();
+    ASSERT_EQ(gain.size(), 4u);
 
     // Pass one, into the target texture.
     const std::vector<std::uint8_t> input = distinctTexels();
-    ASSERT_TRUE(use(shaderOf(result, technique.name, technique.passes[0].name)));
-    ASSERT_TRUE(gl_->bindTexture(inputSampler.c_str(), 0, targetSize, targetSize, input));
-    ASSERT_TRUE(gl_->setFloats("Gain", {gain[0], gain[1], gain[2], gain[3]}));
-    gl_->drawQuad(texelForPixel(0));
+    inputSampler->setup(gl_->makeTexture(targetSize, targetSize, input));
+    drawPass(prepare, texelForPixel(0));
     const std::vector<std::uint8_t> scratch = targetBytes();
-
-    std::vector<std::uint8_t> expectedScratch;
-    for (std::size_t index = 0; index < input.size(); ++index)
-        expectedScratch.push_back(byteOf(channel(input[index]) * gain[index % 4]));
     for (std::size_t index = 0; index < scratch.size(); ++index)
-        ASSERT_LE(std::abs(int{scratch[index]} - int{expectedScratch[index]}), 1) << "first pass, byte " << index;
+        ASSERT_LE(std::abs(int{scratch[index]} - int{byteOf(channel(input[index]) * gain[index % 4])}), 1)
+            << "first pass, byte " << index;
 
     // Pass two, reading the target as the GPU left it.
-    ASSERT_TRUE(use(shaderOf(result, technique.name, technique.passes[1].name)));
-    ASSERT_TRUE(gl_->bindTargetCopy(targetSampler.c_str(), 1));
-    gl_->drawQuad(texelForPixel(0));
+    targetSampler->setup(gl_->copyOfTarget());
+    drawPass(finish, texelForPixel(0));
     for (int y = 0; y < targetSize; ++y) {
         for (int x = 0; x < targetSize; ++x) {
             const std::size_t first = firstByteOf(x, y);
@@ -344,13 +316,13 @@ TEST_F(EffectDrawTest, TwoPassEffectDrawsItsFirstPassIntoTheTargetItsScriptNames
 
 TEST_F(EffectDrawTest, Color1ReadsTheSecondaryColour)
 {
-    const EffectCompilerProcess::Result result = compile(kPositionAndSecondaryColourEffect);
-    ASSERT_TRUE(result.succeeded) << result.listing;
-    ASSERT_TRUE(use(shaderOf(result, "Secondary", "One")));
+    ASSERT_TRUE(compile(kPositionAndSecondaryColourEffect));
+    const GLSLEffect::Technique* secondary = technique("Secondary");
+    ASSERT_NE(secondary, nullptr);
     SurfacelessGL::Corner corner;
     corner.colour = {0.8f, 0.4f, 0.2f, 1.0f};
     corner.secondaryColour = {0.25f, 0.75f, 1.0f};
-    gl_->drawQuad(corner);
+    drawPass(*secondary->passes[0], corner);
     const Float4 expected{0.25f * 0.5f + 0.8f * 0.25f, 0.75f * 0.5f + 0.4f * 0.25f, 1.0f * 0.5f + 0.2f * 0.25f, 1.0f};
     for (int y = 0; y < targetSize; ++y)
         for (int x = 0; x < targetSize; ++x)
@@ -359,12 +331,13 @@ TEST_F(EffectDrawTest, Color1ReadsTheSecondaryColour)
 
 TEST_F(EffectDrawTest, WposAndVposReadTheWindowPositionOfThePixelCentre)
 {
-    const EffectCompilerProcess::Result result = compile(kPositionAndSecondaryColourEffect);
-    ASSERT_TRUE(result.succeeded) << result.listing;
+    ASSERT_TRUE(compile(kPositionAndSecondaryColourEffect));
+    const GLSLEffect::Technique* window = technique("Window");
+    const GLSLEffect::Technique* pixel = technique("Pixel");
+    ASSERT_TRUE(window && pixel);
 
     // Window coordinates: origin at the bottom left, pixel centres on halves.
-    ASSERT_TRUE(use(shaderOf(result, "Window", "One")));
-    gl_->drawQuad(SurfacelessGL::Corner{});
+    drawPass(*window->passes[0]);
     for (int y = 0; y < targetSize; ++y) {
         for (int x = 0; x < targetSize; ++x) {
             const float centreX = static_cast<float>(x) + 0.5f;
@@ -373,8 +346,7 @@ TEST_F(EffectDrawTest, WposAndVposReadTheWindowPositionOfThePixelCentre)
         }
     }
 
-    ASSERT_TRUE(use(shaderOf(result, "Pixel", "One")));
-    gl_->drawQuad(SurfacelessGL::Corner{});
+    drawPass(*pixel->passes[0]);
     for (int y = 0; y < targetSize; ++y) {
         for (int x = 0; x < targetSize; ++x) {
             const float centreX = static_cast<float>(x) + 0.5f;
