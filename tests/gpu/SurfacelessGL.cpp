@@ -1,13 +1,5 @@
 #include "SurfacelessGL.h"
 
-#include "GLDriverLog.h"
-
-#include <cstring>
-
-namespace {
-
-} // namespace
-
 SurfacelessGL::SurfacelessGL(int width, int height) : width_(width), height_(height)
 {
     if (!context_.available()) {
@@ -40,8 +32,7 @@ SurfacelessGL::~SurfacelessGL()
 {
     if (!context_.available())
         return;
-    for (GLuint program : programs_)
-        glDeleteProgram(program);
+    passes_.clear();
     if (!textures_.empty())
         glDeleteTextures(static_cast<GLsizei>(textures_.size()), textures_.data());
     glDeleteFramebuffers(1, &framebuffer_);
@@ -52,31 +43,13 @@ bool SurfacelessGL::useFragmentShader(const std::string& glsl, std::string& log)
 {
     if (!available())
         return false;
-    const GLuint shader = glCreateShader(GL_FRAGMENT_SHADER);
-    const GLchar* text = glsl.c_str();
-    glShaderSource(shader, 1, &text, nullptr);
-    glCompileShader(shader);
-    GLint compiled = GL_FALSE;
-    glGetShaderiv(shader, GL_COMPILE_STATUS, &compiled);
-    if (compiled != GL_TRUE) {
-        log = GLDriverLog::ofShader(shader);
-        glDeleteShader(shader);
+    std::vector<EffectError> noErrors;
+    auto pass = std::make_unique<GLSLEffectPass>(EffectPass(), std::string(), glsl, noErrors);
+    if (!pass->link({}, log))
         return false;
-    }
-    const GLuint program = glCreateProgram();
-    programs_.push_back(program);
-    glAttachShader(program, shader);
-    glLinkProgram(program);
-    // The program keeps the compiled code; the shader object is not needed again.
-    glDeleteShader(shader);
-    GLint linked = GL_FALSE;
-    glGetProgramiv(program, GL_LINK_STATUS, &linked);
-    if (linked != GL_TRUE) {
-        log = GLDriverLog::ofProgram(program);
-        return false;
-    }
-    program_ = program;
+    program_ = pass->program();
     glUseProgram(program_);
+    passes_.push_back(std::move(pass));
     return true;
 }
 

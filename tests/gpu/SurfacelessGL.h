@@ -1,10 +1,12 @@
 #pragma once
 
+#include "GLSLEffectPass.h"
 #include "SurfacelessContext.h"
 
 #include <array>
 #include <cstdint>
 #include <initializer_list>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -81,7 +83,7 @@ private:
     GLuint framebuffer_ = 0;
     GLuint target_ = 0;
     GLuint program_ = 0;
-    std::vector<GLuint> programs_;
+    std::vector<std::unique_ptr<GLSLEffectPass>> passes_; // the programs made
     std::vector<GLuint> textures_;
     std::string unavailableReason_;
 };
