@@ -7,6 +7,7 @@
 
 #include "EffectCompilerProcess.h"
 #include "EffectParser.h"
+#include "EffectPreprocessor.h"
 #include "GLSLEffect.h"
 #include "SurfacelessContext.h"
 
@@ -14,7 +15,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <iostream>
 #include <sstream>
 #include <string>
@@ -216,17 +216,12 @@ int main(int argc, char** argv)
         std::cerr << kUsage;
         return 2;
     }
-    std::ifstream file(path, std::ios::binary);
-    if (!file) {
+    if (!EffectPreprocessor::readFile(path, request.source)) {
         std::cerr << "kvfxc: cannot read " << path << "\n";
         return 2;
     }
-    std::ostringstream source;
-    source << file.rdbuf();
-    request.source = source.str();
     request.name = path;
-    const size_t slash = path.rfind('/');
-    request.folder = slash == std::string::npos ? "./" : path.substr(0, slash + 1);
+    request.folder = EffectPreprocessor::folderOf(path);
     obeyTestDefinitions(request.definitions);
 
     const EffectCompilerProcess::Result result = EffectCompilerProcess::compileHere(request);

@@ -29,21 +29,6 @@ namespace
         return std::string(text.substr(first, last - first + 1));
     }
 
-    bool readFile(const std::string& path, std::string& contents)
-    {
-        std::ifstream in(path, std::ios::binary);
-        if (!in)
-            return false;
-        contents.assign(std::istreambuf_iterator<char>(in), {});
-        return !in.bad();
-    }
-
-    std::string folderOf(const std::string& path)
-    {
-        const std::size_t slash = path.rfind('/');
-        return slash == std::string::npos ? std::string() : path.substr(0, slash + 1);
-    }
-
     std::string stringify(const std::string& argument)
     {
         std::string quoted = "\"";
@@ -206,6 +191,21 @@ namespace
         int depth = 0;
         bool ok = true;
     };
+}
+
+bool EffectPreprocessor::readFile(const std::string& path, std::string& contents)
+{
+    std::ifstream in(path, std::ios::binary);
+    if (!in)
+        return false;
+    contents.assign(std::istreambuf_iterator<char>(in), {});
+    return !in.bad();
+}
+
+std::string EffectPreprocessor::folderOf(const std::string& path)
+{
+    const std::size_t slash = path.rfind('/');
+    return slash == std::string::npos ? std::string() : path.substr(0, slash + 1);
 }
 
 void EffectPreprocessor::define(const std::string& name, const std::string& value)

@@ -29,6 +29,11 @@ public:
     // folder is where includes of the buffer are looked for, with its trailing "/".
     Output processBuffer(const std::string& source, const std::string& name, const std::string& folder);
 
+    // An effect file's bytes; false when it cannot be read.
+    static bool readFile(const std::string& path, std::string& contents);
+    // The folder part of a path, with its trailing "/"; empty for a bare name.
+    static std::string folderOf(const std::string& path);
+
 private:
     struct Macro
     {

@@ -4,23 +4,18 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <fstream>
 #include <sstream>
 
 GLSLEffect::Compilation GLSLEffect::compileFile(const std::string& path, const EffectParser::Definitions& definitions,
                                                 const EffectCompilerProcess& compiler, unsigned glslVersion)
 {
-    std::ifstream file(path, std::ios::binary);
-    std::ostringstream source;
-    source << file.rdbuf();
-    if (!file) {
+    std::string source;
+    if (!EffectPreprocessor::readFile(path, source)) {
         Compilation failed;
         failed.listing = effectListing({EffectError(EffectLocation(path, 0), "the file cannot be read")});
         return failed;
     }
-    const std::size_t slash = path.rfind('/');
-    return compileBuffer(source.str(), definitions, path, slash == std::string::npos ? "./" : path.substr(0, slash + 1),
-                         compiler, glslVersion);
+    return compileBuffer(source, definitions, path, EffectPreprocessor::folderOf(path), compiler, glslVersion);
 }
 
 GLSLEffect::Compilation GLSLEffect::compileBuffer(const std::string& source,
