@@ -1,5 +1,8 @@
 #include "CgTranslator.h"
 
+#include "CgHlslWriter.h"
+#include "CgParser.h"
+
 // Debian builds glslang with its HLSL front end; its headers hide the HLSL
 // calls unless told.
 #define ENABLE_HLSL 1
@@ -18,24 +21,9 @@ namespace {
 
 // Prefix of every name the rewrite invents; Cg code never uses it.
 const std::string kPrefix = "kvcg_";
-const std::string kUniformPrefix = kPrefix + "u_";
 const std::string kGlobalsBlock = kPrefix + "globals";
 const std::string kInputPrefix = kPrefix + "in_";
 const std::string kOutputPrefix = kPrefix + "out_";
-
-enum class eToken { space, identifier, number, punctuation, string };
-
-struct Token
-{
-    eToken kind;
-    std::string text;
-    int line;
-};
-
-bool isIdentifierStart(char c)
-{
-    return std::isalpha(static_cast<unsigned char>(c)) || c == '_';
-}
 
 bool isIdentifierChar(char c)
 {
@@ -56,107 +44,6 @@ int smallNumber(std::string_view digits)
     return number;
 }
 
-std::vector<Token> tokenize(std::string_view source)
-{
-    static const char* const operators[] = {"<<=", ">>=", "==", "!=", "<=", ">=", "+=", "-=", "*=", "/=", "%=",
-                                            "&=",  "|=",  "^=", "++", "--", "&&", "||", "<<", ">>", "::"};
-    std::vector<Token> tokens;
-    int line = 1;
-    size_t at = 0;
-    while (at < source.size()) {
-        const size_t start = at;
-        const char c = source[at];
-        const char next = at + 1 < source.size() ? source[at + 1] : '\0';
-        eToken kind = eToken::punctuation;
-        if (std::isspace(static_cast<unsigned char>(c))) {
-            kind = eToken::space;
-            while (at < source.size() && std::isspace(static_cast<unsigned char>(source[at])))
-                ++at;
-        } else if (c == '/' && next == '/') {
-            kind = eToken::space;
-            while (at < source.size() && source[at] != '\n')
-                ++at;
-        } else if (c == '/' && next == '*') {
-            kind = eToken::space;
-            const size_t end = source.find("*/", at + 2);
-            at = end == std::string_view::npos ? source.size() : end + 2;
-        } else if (isIdentifierStart(c)) {
-            kind = eToken::identifier;
-            while (at < source.size() && isIdentifierChar(source[at]))
-                ++at;
-        } else if (std::isdigit(static_cast<unsigned char>(c)) ||
-                   (c == '.' && std::isdigit(static_cast<unsigned char>(next)))) {
-            kind = eToken::number;
-            while (at < source.size() && (isIdentifierChar(source[at]) || source[at] == '.' ||
-                                          ((source[at] == '+' || source[at] == '-') &&
-                                           (source[at - 1] == 'e' || source[at - 1] == 'E'))))
-                ++at;
-        } else if (c == '"') {
-            kind = eToken::string;
-            ++at;
-            while (at < source.size() && source[at] != '"' && source[at] != '\n')
-                at += source[at] == '\\' ? 2 : 1;
-            at = std::min(at + 1, source.size());
-        } else {
-            at += 1;
-            for (const char* op : operators) {
-                if (source.substr(start, std::char_traits<char>::length(op)) == op) {
-                    at = start + std::char_traits<char>::length(op);
-                    break;
-                }
-            }
-        }
-        Token token{kind, std::string(source.substr(start, at - start)), line};
-        line += static_cast<int>(std::count(token.text.begin(), token.text.end(), '\n'));
-        tokens.push_back(std::move(token));
-    }
-    return tokens;
-}
-
-// Blanks a token but keeps its newlines, so later lines keep their numbers.
-void blank(Token& token)
-{
-    token.text = std::string(static_cast<size_t>(std::count(token.text.begin(), token.text.end(), '\n')), '\n');
-}
-
-std::string oneLine(const std::vector<Token>& tokens, size_t first, size_t last)
-{
-    std::string text;
-    for (size_t index = first; index < last; ++index)
-        text += tokens[index].kind == eToken::space ? std::string(" ") : tokens[index].text;
-    return text;
-}
-
-// Cg names that are keywords (or reserved) in HLSL.
-const std::set<std::string>& hlslKeywords()
-{
-    static const std::set<std::string> keywords = {
-        "linear",    "centroid",   "nointerpolation", "noperspective", "sample",          "precise",
-        "shared",    "groupshared", "unorm",          "snorm",         "globallycoherent", "point",
-        "line",      "triangle",   "lineadj",        "triangleadj",   "vector",          "matrix",
-        "dword",     "uint",       "min16float",     "min10float",    "min16int",        "min12int",
-        "min16uint", "layout",     "this",           "namespace",     "class",           "cbuffer",
-        "tbuffer",   "Buffer",     "SamplerState",   "SamplerComparisonState", "PointStream", "LineStream",
-        "TriangleStream", "InputPatch", "OutputPatch", "ConstantBuffer", "packoffset"};
-    return keywords;
-}
-
-// Cg's reduced-precision types are plain floats on a GPU with GLSL.
-std::string floatTypeFor(const std::string& name)
-{
-    for (const std::string prefix : {"fixed", "half"}) {
-        if (name.compare(0, prefix.size(), prefix) != 0)
-            continue;
-        const std::string shape = name.substr(prefix.size());
-        const bool vector = shape.size() == 1 && shape[0] >= '1' && shape[0] <= '4';
-        const bool matrix = shape.size() == 3 && shape[0] >= '1' && shape[0] <= '4' && shape[1] == 'x' &&
-                            shape[2] >= '1' && shape[2] <= '4';
-        if (shape.empty() || vector || matrix)
-            return "float" + shape;
-    }
-    return {};
-}
-
 struct Listing
 {
     std::string fileName;
@@ -166,379 +53,6 @@ struct Listing
     {
         text += fileName + "(" + std::to_string(line) + ") : error: " + message + "\n";
     }
-};
-
-// The Cg text as HLSL that glslang's DX9-compatible mode accepts.
-class CgRewrite
-{
-public:
-    CgRewrite(std::string_view source, std::string entry, const std::vector<std::string>& arguments,
-              bool boolUniformsAsInt, Listing& listing)
-        : tokens_(tokenize(source)), entry_(std::move(entry)), arguments_(arguments),
-          boolUniformsAsInt_(boolUniformsAsInt), listing_(listing)
-    {
-    }
-
-    bool run()
-    {
-        rewriteTokens();
-        for (size_t index = 0; index < tokens_.size(); ++index) {
-            if (tokens_[index].kind != eToken::space)
-                significant_.push_back(index);
-        }
-        splitItems();
-        if (boolUniformsAsInt_)
-            makeBoolUniformsInt();
-        shadowWrittenUniforms();
-        return rewriteEntry();
-    }
-
-    std::string text() const
-    {
-        std::string result;
-        for (const Token& token : tokens_)
-            result += token.text;
-        return result;
-    }
-
-    const std::string& entryName() const { return entry_; }
-    // HLSL names that stand for a differently named Cg name.
-    const std::map<std::string, std::string>& cgNames() const { return cgNames_; }
-    const std::set<std::string>& rectangleSamplers() const { return rectangleSamplers_; }
-    // Globals whose writable copy has the uniform's own name.
-    const std::vector<std::string>& writtenUniforms() const { return writtenUniforms_; }
-    // Cg names of the bool uniforms declared int for the translator.
-    const std::set<std::string>& boolUniforms() const { return boolUniforms_; }
-
-private:
-    struct Item
-    {
-        size_t first;  // indices into significant_
-        size_t last;   // inclusive
-    };
-
-    Token& at(size_t significantIndex) { return tokens_[significant_[significantIndex]]; }
-    bool is(size_t significantIndex, std::string_view text)
-    {
-        return significantIndex < significant_.size() && at(significantIndex).text == text;
-    }
-
-    size_t nextSignificant(size_t index) const
-    {
-        for (++index; index < tokens_.size(); ++index) {
-            if (tokens_[index].kind != eToken::space)
-                return index;
-        }
-        return tokens_.size();
-    }
-
-    // Tokens that HLSL spells differently, one by one.
-    void rewriteTokens()
-    {
-        for (size_t index = 0; index < tokens_.size(); ++index) {
-            Token& token = tokens_[index];
-            if (token.kind == eToken::number) {
-                // Cg's fixed-point literal suffix.
-                const bool hex = token.text.size() > 1 && token.text[0] == '0' &&
-                                 (token.text[1] == 'x' || token.text[1] == 'X');
-                if (!hex && (token.text.back() == 'x' || token.text.back() == 'X'))
-                    token.text.pop_back();
-                continue;
-            }
-            if (token.kind != eToken::identifier)
-                continue;
-            if (const std::string floatType = floatTypeFor(token.text); !floatType.empty()) {
-                token.text = floatType;
-            } else if (hlslKeywords().count(token.text)) {
-                cgNames_[kPrefix + token.text] = token.text;
-                if (entry_ == token.text)
-                    entry_ = kPrefix + token.text;
-                token.text = kPrefix + token.text;
-            } else if (token.text == "samplerRECT") {
-                token.text = "sampler2D";
-                const size_t name = nextSignificant(index);
-                if (name < tokens_.size() && tokens_[name].kind == eToken::identifier)
-                    rectangleSamplers_.insert(tokens_[name].text);
-            } else if (token.text == "texRECT" || token.text == "texRECTproj") {
-                token.text.replace(0, 7, "tex2D");
-            }
-            if (token.text == "tex1D" || token.text == "tex2D" || token.text == "tex3D" || token.text == "texCUBE") {
-                // Cg's four-argument form passes explicit derivatives.
-                if (argumentCount(nextSignificant(index)) == 4)
-                    token.text += "grad";
-            }
-        }
-    }
-
-    // The number of arguments of the call whose "(" is at tokens_[open].
-    size_t argumentCount(size_t open) const
-    {
-        if (open >= tokens_.size() || tokens_[open].text != "(")
-            return 0;
-        int depth = 0;
-        size_t count = 1;
-        for (size_t index = open; index < tokens_.size(); ++index) {
-            const std::string& text = tokens_[index].text;
-            if (text == "(" || text == "[" || text == "{")
-                ++depth;
-            else if (text == ")" || text == "]" || text == "}") {
-                if (--depth == 0)
-                    return count;
-            } else if (text == "," && depth == 1)
-                ++count;
-        }
-        return 0;
-    }
-
-    // Top-level declarations: each ends at a ";" or at the "}" of a body.
-    void splitItems()
-    {
-        size_t first = 0;
-        int depth = 0;
-        for (size_t index = 0; index < significant_.size(); ++index) {
-            const std::string& text = at(index).text;
-            if (text == "(" || text == "[" || text == "{") {
-                ++depth;
-            } else if (text == ")" || text == "]" || text == "}") {
-                depth = std::max(0, depth - 1);
-                if (depth == 0 && text == "}" && !is(index + 1, ";")) {
-                    items_.push_back({first, index});
-                    first = index + 1;
-                }
-            } else if (text == ";" && depth == 0) {
-                items_.push_back({first, index});
-                first = index + 1;
-            }
-        }
-    }
-
-    static std::string intForBool(const std::string& type)
-    {
-        if (type == "bool" || (type.size() == 5 && type.rfind("bool", 0) == 0 && type[4] >= '1' && type[4] <= '4'))
-            return "int" + type.substr(4);
-        return {};
-    }
-
-    // A block holds Cg's bool as uint, which GLSL 1.20 lacks; as int it stays
-    // a bool for the caller (glUniform1i sets both) and HLSL converts it back
-    // wherever the code wants a bool.
-    void makeBoolUniformsInt()
-    {
-        static const std::set<std::string> qualifiers = {"uniform", "extern", "volatile", "static", "const"};
-        for (const Item& item : items_) {
-            size_t index = item.first;
-            bool uniform = true;
-            for (; index <= item.last && qualifiers.count(at(index).text); ++index)
-                uniform = uniform && at(index).text != "static" && at(index).text != "const";
-            if (!uniform || index > item.last || intForBool(at(index).text).empty() ||
-                !(index + 1 <= item.last && at(index + 1).kind == eToken::identifier))
-                continue;
-            // A function returning bool has "(" after its name.
-            if (index + 2 <= item.last && at(index + 2).text == "(")
-                continue;
-            at(index).text = intForBool(at(index).text);
-            int depth = 0;
-            for (size_t name = index + 1; name <= item.last; ++name) {
-                const std::string& text = at(name).text;
-                depth += text == "(" || text == "[" || text == "{" || text == "<" ? 1 : 0;
-                depth -= text == ")" || text == "]" || text == "}" || text == ">" ? 1 : 0;
-                if (depth == 0 && at(name).kind == eToken::identifier &&
-                    (name == index + 1 || at(name - 1).text == ","))
-                    boolUniforms_.insert(displayName(text));
-            }
-        }
-    }
-
-    // A global that Cg lets functions assign gets a writable copy, filled from
-    // the uniform at the start of the entry function.
-    void shadowWrittenUniforms()
-    {
-        for (const Item& item : items_) {
-            size_t index = item.first;
-            bool uniform = true;
-            static const std::set<std::string> qualifiers = {"uniform", "extern", "volatile", "static", "const"};
-            for (; index <= item.last && qualifiers.count(at(index).text); ++index) {
-                if (at(index).text == "static" || at(index).text == "const")
-                    uniform = false;
-            }
-            if (index > item.last)
-                continue;
-            const std::string& type = at(index).text;
-            if (!uniform || type.rfind("sampler", 0) == 0 || type.rfind("texture", 0) == 0 || type == "string" ||
-                type == "struct" || type == "technique" || type == "typedef")
-                continue;
-            size_t name = index + 1;
-            for (; name <= item.last && at(name).kind == eToken::identifier; ++name) {
-            }
-            if (name == index + 1 || name > item.last)
-                continue;
-            const std::string& after = at(name).text;
-            if (after != "[" && after != ":" && after != "<" && after != "=" && after != ";")
-                continue;  // a function, or several names in one declaration
-            --name;
-            const std::string cgName = at(name).text;
-            if (!isWritten(cgName))
-                continue;
-            std::string arraySuffix;
-            for (size_t bracket = name + 1; bracket + 2 <= item.last && is(bracket, "["); bracket += 3)
-                arraySuffix += "[" + at(bracket + 1).text + "]";
-            const std::string typeText = oneLine(tokens_, significant_[index], significant_[name]);
-            at(name).text = kUniformPrefix + cgName;
-            cgNames_[kUniformPrefix + cgName] = cgNames_.count(cgName) ? cgNames_[cgName] : cgName;
-            at(item.last).text += " static " + typeText + cgName + arraySuffix + ";";
-            entryPrologue_ += cgName + " = " + kUniformPrefix + cgName + "; ";
-            writtenUniforms_.push_back(cgName);
-        }
-    }
-
-    bool isWritten(const std::string& name)
-    {
-        static const std::set<std::string> assignments = {"=", "+=", "-=", "*=", "/=", "%=", "&=",
-                                                          "|=", "^=", "<<=", ">>=", "++", "--"};
-        for (size_t index = 0; index < significant_.size(); ++index) {
-            if (at(index).text != name || (index > 0 && at(index - 1).text == "."))
-                continue;
-            if (index > 0 && (at(index - 1).text == "++" || at(index - 1).text == "--"))
-                return true;
-            size_t after = index + 1;
-            while (after < significant_.size()) {
-                if (at(after).text == "." && after + 1 < significant_.size()) {
-                    after += 2;
-                } else if (at(after).text == "[") {
-                    int depth = 0;
-                    for (; after < significant_.size(); ++after) {
-                        depth += at(after).text == "[" ? 1 : at(after).text == "]" ? -1 : 0;
-                        if (depth == 0)
-                            break;
-                    }
-                    ++after;
-                } else {
-                    break;
-                }
-            }
-            // A declaration's own initialiser is not a write.
-            const bool declaration = index > 0 && at(index - 1).kind == eToken::identifier &&
-                                     at(index - 1).text != "return";
-            if (after < significant_.size() && assignments.count(at(after).text) && !declaration)
-                return true;
-        }
-        return false;
-    }
-
-    // The entry function's uniform parameters become globals (or locals holding
-    // the bound arguments), so that glslang sees only varying inputs.
-    bool rewriteEntry()
-    {
-        const Item* entryItem = nullptr;
-        size_t open = 0;
-        for (const Item& item : items_) {
-            for (size_t index = item.first; index + 1 <= item.last; ++index) {
-                if (at(index).text == "(" || at(index).text == "=")
-                    break;
-                if (at(index).text == entry_ && is(index + 1, "(") && at(item.last).text == "}") {
-                    entryItem = &item;
-                    open = index + 1;
-                }
-            }
-        }
-        if (!entryItem) {
-            listing_.add(1, "entry function '" + displayName(entry_) + "' not found");
-            return false;
-        }
-        const int entryLine = at(entryItem->first).line;
-        size_t close = open;
-        std::vector<std::pair<size_t, size_t>> parameters;  // [first, last) in significant_
-        for (int depth = 0; close <= entryItem->last; ++close) {
-            const std::string& text = at(close).text;
-            if (text == "(" || text == "[" || text == "{" || text == "<")
-                ++depth;
-            else if (text == ")" || text == "]" || text == "}" || text == ">")
-                --depth;
-            if ((text == "," && depth == 1) || depth == 0) {
-                const size_t first = parameters.empty() ? open + 1 : parameters.back().second + 1;
-                if (close > first)
-                    parameters.push_back({first, close});
-                if (depth == 0)
-                    break;
-            }
-        }
-        size_t body = close;
-        while (body <= entryItem->last && at(body).text != "{")
-            ++body;
-        if (body > entryItem->last) {
-            listing_.add(entryLine, "entry function '" + displayName(entry_) + "' has no body");
-            return false;
-        }
-
-        std::vector<std::string> kept;
-        std::string globals;
-        std::string prologue;
-        size_t bound = 0;
-        for (const auto& [first, last] : parameters) {
-            bool uniform = false;
-            size_t index = first;
-            for (; index < last && (at(index).text == "uniform" || at(index).text == "const" ||
-                                    at(index).text == "in");
-                 ++index)
-                uniform = uniform || at(index).text == "uniform";
-            if (!uniform) {
-                kept.push_back(oneLine(tokens_, significant_[first], significant_[last - 1] + 1));
-                continue;
-            }
-            size_t name = index;
-            while (name + 1 < last && at(name + 1).kind == eToken::identifier)
-                ++name;
-            std::string arraySuffix;
-            for (size_t bracket = name + 1; bracket + 2 < last && is(bracket, "["); bracket += 3)
-                arraySuffix += "[" + at(bracket + 1).text + "]";
-            const std::string type = oneLine(tokens_, significant_[index], significant_[name]);
-            const std::string cgName = at(name).text;
-            if (bound < arguments_.size()) {
-                prologue += type + " " + cgName + arraySuffix + " = " + arguments_[bound++] + "; ";
-            } else {
-                const std::string asInt =
-                    boolUniformsAsInt_ ? intForBool(type.substr(0, type.find_last_not_of(' ') + 1)) : std::string();
-                if (!asInt.empty())
-                    boolUniforms_.insert(displayName(cgName));
-                globals += "uniform " + (asInt.empty() ? type : asInt) + " " + kUniformPrefix + cgName + arraySuffix + "; ";
-                prologue += type + " " + cgName + arraySuffix + " = " + kUniformPrefix + cgName + "; ";
-                cgNames_[kUniformPrefix + cgName] = cgNames_.count(cgName) ? cgNames_[cgName] : cgName;
-            }
-        }
-        if (bound < arguments_.size()) {
-            listing_.add(entryLine, "too many arguments for the uniform parameters of '" + displayName(entry_) +
-                                        "'");
-            return false;
-        }
-        for (size_t index = open + 1; index < close; ++index)
-            blank(at(index));
-        std::string parameterList;
-        for (const std::string& parameter : kept)
-            parameterList += (parameterList.empty() ? "" : ", ") + parameter;
-        at(open).text = "(" + parameterList;
-        at(body).text += " " + entryPrologue_ + prologue;
-        at(entryItem->first).text = globals + at(entryItem->first).text;
-        return true;
-    }
-
-    std::string displayName(const std::string& name) const
-    {
-        const auto found = cgNames_.find(name);
-        return found == cgNames_.end() ? name : found->second;
-    }
-
-    std::vector<Token> tokens_;
-    std::vector<size_t> significant_;
-    std::vector<Item> items_;
-    std::string entry_;
-    const std::vector<std::string>& arguments_;
-    bool boolUniformsAsInt_;
-    Listing& listing_;
-    std::map<std::string, std::string> cgNames_;
-    std::set<std::string> rectangleSamplers_;
-    std::string entryPrologue_;
-    std::vector<std::string> writtenUniforms_;
-    std::set<std::string> boolUniforms_;
 };
 
 // glslang's messages look like "ERROR: name:12: 'x' : undeclared identifier".
@@ -579,7 +93,7 @@ std::once_flag glslangStarted;
 // not promised to be reentrant.
 std::mutex translating;
 
-bool toSpirv(const CgRewrite& rewrite, const std::string& fileName, CgTranslator::eStage stage,
+bool toSpirv(const CgHlslWriter& rewrite, const std::string& fileName, CgTranslator::eStage stage,
              std::vector<unsigned int>& spirv, Listing& listing)
 {
     std::call_once(glslangStarted, [] { glslang::InitializeProcess(); });
@@ -722,7 +236,7 @@ struct Variable
 // compatibility profile's fixed-function stages feed and read.
 // narrowColours: for 1.20, the width of each gl_FragData[location] that
 // SPIRV-Cross writes with fewer than four components.
-bool rewireGlsl(std::string& glsl, const CgRewrite& rewrite, CgTranslator::eStage stage, bool legacy,
+bool rewireGlsl(std::string& glsl, const CgHlslWriter& rewrite, CgTranslator::eStage stage, bool legacy,
                 const std::vector<Variable>& inputs, const std::vector<Variable>& outputs, bool severalColours,
                 const std::map<unsigned, int>& narrowColours, Listing& listing)
 {
@@ -918,7 +432,7 @@ struct Context
 
 // Names every block, input and output so that the GLSL can be recognised,
 // then takes them apart into plain uniforms and fixed-function variables.
-bool toGlsl(const std::vector<unsigned int>& spirv, const CgRewrite& rewrite, CgTranslator::eStage stage,
+bool toGlsl(const std::vector<unsigned int>& spirv, const CgHlslWriter& rewrite, CgTranslator::eStage stage,
             unsigned glslVersion, std::string& glsl, Listing& listing)
 {
     Context context;
@@ -1036,9 +550,18 @@ CgTranslator::Translation CgTranslator::translate(std::string_view fileName, std
         translation.listing = listing.text;
         return translation;
     }
-    CgRewrite rewrite(source, std::string(entry), arguments, glslVersion < 130, listing);
+    const CgParser::Result parsed = CgParser::parse(source);
+    if (parsed.failed()) {
+        listing.add(parsed.errorLine, parsed.error);
+        translation.listing = listing.text;
+        return translation;
+    }
+    CgHlslWriter rewrite(parsed.unit, std::string(entry), arguments, glslVersion < 130);
+    const bool written = rewrite.run();
+    for (const CgHlslWriter::Error& error : rewrite.errors())
+        listing.add(error.line, error.message);
     std::vector<unsigned int> spirv;
-    translation.succeeded = rewrite.run() && toSpirv(rewrite, listing.fileName, stage, spirv, listing) &&
+    translation.succeeded = written && toSpirv(rewrite, listing.fileName, stage, spirv, listing) &&
                             toGlsl(spirv, rewrite, stage, glslVersion, translation.glsl, listing);
     translation.listing = listing.text;
     return translation;

@@ -1,0 +1,534 @@
+#include "CgHlslWriter.h"
+
+#include "CgParser.h"
+
+#include <algorithm>
+
+namespace {
+
+const std::string kPrefix = "kvcg_";
+const std::string kUniformPrefix = kPrefix + "u_";
+
+// Words that HLSL (as glslang reads it) reserves but Cg leaves free as names.
+const std::set<std::string>& hlslReserved()
+{
+    static const std::set<std::string> words = {
+        "linear", "centroid", "nointerpolation", "noperspective", "sample", "precise", "shared", "groupshared",
+        "unorm", "snorm", "globallycoherent", "point", "line", "triangle", "lineadj", "triangleadj", "vector",
+        "matrix", "dword", "uint", "min16float", "min10float", "min16int", "min12int", "min16uint", "layout",
+        "this", "namespace", "class", "cbuffer", "tbuffer", "Buffer", "SamplerState", "SamplerComparisonState",
+        "PointStream", "LineStream", "TriangleStream", "InputPatch", "OutputPatch", "ConstantBuffer", "packoffset",
+        "register", "texture", "Texture", "sampler", "sampler_state", "string", "pass", "technique", "technique10",
+        "technique11", "compile", "compile_fragment", "CompileShader", "decl", "half", "fixed", "double", "asm",
+        "asm_fragment", "pixelfragment", "vertexfragment", "PixelShader", "VertexShader", "GeometryShader",
+        "DomainShader", "HullShader", "ComputeShader", "pixelshader", "vertexshader", "stateblock",
+        "stateblock_state", "BlendState", "DepthStencilState", "RasterizerState", "DepthStencilView",
+        "RenderTargetView", "export", "fxgroup", "interface", "unsigned", "switch", "case", "default", "NULL",
+        "texture1D", "texture1DArray", "texture2D", "texture2DArray", "texture3D", "textureCube", "Texture1D",
+        "Texture1DArray", "Texture2D", "Texture2DArray", "Texture2DMS", "Texture2DMSArray", "Texture3D",
+        "TextureCube", "TextureCubeArray", "RWTexture1D", "RWTexture1DArray", "RWTexture2D", "RWTexture2DArray",
+        "RWTexture3D", "RWBuffer", "RWByteAddressBuffer", "RWStructuredBuffer", "ByteAddressBuffer",
+        "StructuredBuffer", "AppendStructuredBuffer", "ConsumeStructuredBuffer", "SubpassInput", "SubpassInputMS",
+        "subpassinput"};
+    return words;
+}
+
+// Cg's reduced-precision types are plain floats on a GPU with GLSL.
+std::string floatTypeOf(const std::string& type)
+{
+    for (const std::string prefix : {"fixed", "half"})
+        if (type.compare(0, prefix.size(), prefix) == 0 && CgParser::isBuiltinType(type))
+            return "float" + type.substr(prefix.size());
+    return {};
+}
+
+std::string intForBool(const std::string& type)
+{
+    if (type == "bool" || (type.size() == 5 && type.rfind("bool", 0) == 0 && type[4] >= '1' && type[4] <= '4'))
+        return "int" + type.substr(4);
+    return {};
+}
+
+// Cg's fixed-point (x) and half (h) literal suffixes; HLSL knows neither.
+std::string literalText(std::string literal)
+{
+    const bool hex = literal.size() > 1 && literal[0] == '0' && (literal[1] == 'x' || literal[1] == 'X');
+    if (!hex && !literal.empty() && (literal.back() == 'x' || literal.back() == 'X' || literal.back() == 'h' ||
+                                     literal.back() == 'H'))
+        literal.pop_back();
+    return literal;
+}
+
+// The variable an assignment changes: a.b[i].c changes a.
+const CgNode* rootOf(const CgNode& target)
+{
+    const CgNode* node = &target;
+    while ((node->kind == CgNode::eMember || node->kind == CgNode::eIndex || node->kind == CgNode::eParenthesised) &&
+           !node->children.empty())
+        node = &node->children[0];
+    return node->kind == CgNode::eName ? node : nullptr;
+}
+
+bool isUniformVariables(const CgNode& variables)
+{
+    return variables.kind == CgNode::eVariables && !variables.hasWord("static") && !variables.hasWord("const") &&
+           !variables.children.empty() && variables.children[0].text != "string";
+}
+
+bool isUniformParameter(const CgNode& parameter)
+{
+    return parameter.kind == CgNode::eParameter && parameter.hasWord("uniform");
+}
+
+template <typename Visit>
+void walk(const CgNode& node, const Visit& visit)
+{
+    visit(node);
+    for (const CgNode& child : node.children)
+        walk(child, visit);
+}
+
+} // namespace
+
+CgHlslWriter::CgHlslWriter(const CgNode& unit, const std::string& entry, const std::vector<std::string>& arguments,
+                           bool boolUniformsAsInt)
+    : unit_(unit), entry_(entry), arguments_(arguments), boolUniformsAsInt_(boolUniformsAsInt)
+{
+}
+
+std::string CgHlslWriter::hlslName(const std::string& cgName)
+{
+    return hlslReserved().count(cgName) ? kPrefix + cgName : cgName;
+}
+
+std::string CgHlslWriter::name(const std::string& cgName)
+{
+    const std::string hlsl = hlslName(cgName);
+    if (hlsl != cgName)
+        cgNames_[hlsl] = cgName;
+    return hlsl;
+}
+
+std::string CgHlslWriter::typeText(const std::string& cgType) const
+{
+    if (const std::string floatType = floatTypeOf(cgType); !floatType.empty())
+        return floatType;
+    if (cgType == "samplerRECT")
+        return "sampler2D";
+    return CgParser::isBuiltinType(cgType) ? cgType : hlslName(cgType);
+}
+
+bool CgHlslWriter::run()
+{
+    findEntry();
+    if (!entryFunction_)
+        return false;
+    findReachableFunctions();
+    findWrittenUniforms();
+    entryName_ = name(entry_);
+    for (const CgNode& item : unit_.children)
+        writeItem(item);
+    return errors_.empty();
+}
+
+void CgHlslWriter::findEntry()
+{
+    for (const CgNode& item : unit_.children)
+        if (item.kind == CgNode::eFunction && item.text == entry_ && item.body()) {
+            entryFunction_ = &item;
+            break;
+        }
+    if (!entryFunction_) {
+        errors_.push_back({1, "entry function '" + entry_ + "' not found"});
+        return;
+    }
+    std::size_t bound = 0;
+    for (const CgNode& parameter : entryFunction_->children)
+        if (isUniformParameter(parameter) && bound++ >= arguments_.size())
+            uniforms_.insert(parameter.children[1].text);
+    if (bound < arguments_.size())
+        errors_.push_back({entryFunction_->line, "too many arguments for the uniform parameters of '" + entry_ + "'"});
+}
+
+void CgHlslWriter::findReachableFunctions()
+{
+    std::vector<std::string> pending = {entry_};
+    reachable_.insert(entry_);
+    while (!pending.empty()) {
+        const std::string caller = pending.back();
+        pending.pop_back();
+        for (const CgNode& item : unit_.children) {
+            if (item.kind != CgNode::eFunction || item.text != caller)
+                continue;
+            walk(item, [&](const CgNode& node) {
+                if (node.kind == CgNode::eCall && reachable_.insert(node.text).second)
+                    pending.push_back(node.text);
+            });
+        }
+    }
+}
+
+// Cg lets code assign a uniform; HLSL does not.
+void CgHlslWriter::findWrittenUniforms()
+{
+    for (const CgNode& item : unit_.children)
+        if (isUniformVariables(item))
+            for (std::size_t index = 1; index < item.children.size(); ++index)
+                uniforms_.insert(item.children[index].text);
+    std::set<std::string> written;
+    for (const CgNode& function : unit_.children) {
+        if (function.kind != CgNode::eFunction || !reachable_.count(function.text) || !function.body())
+            continue;
+        std::set<std::string> locals;
+        walk(function, [&](const CgNode& node) {
+            if (node.kind == CgNode::eParameter && !(&function == entryFunction_ && isUniformParameter(node)))
+                locals.insert(node.children[1].text);
+            else if (node.kind == CgNode::eVariables)
+                for (std::size_t index = 1; index < node.children.size(); ++index)
+                    locals.insert(node.children[index].text);
+        });
+        walk(*function.body(), [&](const CgNode& node) {
+            const bool assigns = node.kind == CgNode::eAssign || node.kind == CgNode::ePostfix ||
+                                 (node.kind == CgNode::eUnary && (node.text == "++" || node.text == "--"));
+            const CgNode* root = assigns ? rootOf(node.children[0]) : nullptr;
+            if (root && uniforms_.count(root->text) && !locals.count(root->text))
+                written.insert(root->text);
+        });
+    }
+    for (const std::string& uniform : written) {
+        writtenUniforms_.push_back(uniform);
+        entryPrologue_ += name(uniform) + " = " + kUniformPrefix + uniform + "; ";
+        cgNames_[kUniformPrefix + uniform] = uniform;
+    }
+}
+
+std::string CgHlslWriter::detachedText(const CgNode& expression)
+{
+    std::string text;
+    std::swap(text, text_);
+    detached_ = true;
+    writeExpression(expression);
+    detached_ = false;
+    std::swap(text, text_);
+    return text;
+}
+
+void CgHlslWriter::put(int line, const std::string& token)
+{
+    for (; !detached_ && line_ < line; ++line_)
+        text_ += '\n';
+    if (!text_.empty() && text_.back() != '\n' && text_.back() != ' ')
+        text_ += ' ';
+    text_ += token;
+}
+
+void CgHlslWriter::writeItem(const CgNode& item)
+{
+    switch (item.kind) {
+    case CgNode::eFunction:
+        if (reachable_.count(item.text))
+            writeFunction(item);
+        break;
+    case CgNode::eStruct:
+        put(item.line, "struct " + name(item.text) + " {");
+        for (const CgNode& member : item.children)
+            writeVariables(member);
+        put(line_, "};");
+        break;
+    case CgNode::eTypedef:
+        put(item.line, "typedef " + typeText(item.children[0].text));
+        writeDeclarator(item.children[1]);
+        put(line_, ";");
+        break;
+    case CgNode::eVariables:
+        if (!isUniformVariables(item)) {
+            writeVariables(item);
+            break;
+        }
+        for (std::size_t index = 1; index < item.children.size(); ++index)
+            writeUniform(item.children[0], item.children[index]);
+        break;
+    default:
+        break;
+    }
+}
+
+// "uniform type name;", or, for a uniform the code writes, the uniform under
+// another name and a private copy under its own.
+void CgHlslWriter::writeUniform(const CgNode& type, const CgNode& declarator)
+{
+    const std::string& cgType = type.text;
+    const std::string hlslType = typeText(cgType);
+    const std::string asInt = boolUniformsAsInt_ ? intForBool(cgType) : std::string();
+    if (!asInt.empty())
+        boolUniforms_.insert(declarator.text);
+    if (cgType == "samplerRECT")
+        rectangleSamplers_.insert(declarator.text);
+    const bool written = std::find(writtenUniforms_.begin(), writtenUniforms_.end(), declarator.text) !=
+                         writtenUniforms_.end();
+    put(declarator.line, "uniform " + (asInt.empty() ? hlslType : asInt) + " " +
+                             (written ? kUniformPrefix + declarator.text : name(declarator.text)) +
+                             arraySuffix(declarator) + ";");
+    if (written)
+        put(line_, "static " + hlslType + " " + name(declarator.text) + arraySuffix(declarator) + ";");
+}
+
+void CgHlslWriter::writeEntryGlobals()
+{
+    std::size_t bound = 0;
+    for (const CgNode& parameter : entryFunction_->children) {
+        if (!isUniformParameter(parameter))
+            continue;
+        const CgNode& declarator = parameter.children[1];
+        if (bound < arguments_.size()) {
+            entryPrologue_ += typeText(parameter.children[0].text) + " " + name(declarator.text) +
+                              arraySuffix(declarator) + " = " + arguments_[bound++] + "; ";
+            continue;
+        }
+        writeUniform(parameter.children[0], declarator);
+    }
+}
+
+void CgHlslWriter::writeVariables(const CgNode& variables)
+{
+    std::string qualifiers;
+    for (const std::string& word : variables.words)
+        if (word != "varying" && word != "shared")
+            qualifiers += word + " ";
+    put(variables.line, qualifiers + typeText(variables.children[0].text));
+    for (std::size_t index = 1; index < variables.children.size(); ++index) {
+        if (index > 1)
+            put(line_, ",");
+        writeDeclarator(variables.children[index]);
+    }
+    put(line_, ";");
+}
+
+std::string CgHlslWriter::arraySuffix(const CgNode& declarator)
+{
+    std::string suffix;
+    for (const CgNode& child : declarator.children) {
+        if (child.kind != CgNode::eArraySize)
+            continue;
+        if (child.children.empty()) {
+            suffix += "[]";
+            continue;
+        }
+        suffix += "[" + detachedText(child.children[0]) + "]";
+    }
+    return suffix;
+}
+
+void CgHlslWriter::writeDeclarator(const CgNode& declarator)
+{
+    put(declarator.line, name(declarator.text) + arraySuffix(declarator));
+    if (!declarator.semantic.empty())
+        put(line_, ": " + declarator.semantic);
+    for (const CgNode& child : declarator.children) {
+        if (child.kind != CgNode::eInitialiser)
+            continue;
+        put(line_, "=");
+        writeExpression(child.children[0]);
+    }
+}
+
+void CgHlslWriter::writeFunction(const CgNode& function)
+{
+    const bool isEntry = &function == entryFunction_;
+    if (isEntry)
+        writeEntryGlobals();
+    std::string qualifiers;
+    for (const std::string& word : function.words)
+        if (word != "noinline")
+            qualifiers += word + " ";
+    put(function.line, qualifiers + typeText(function.children[0].text) + " " + name(function.text) + "(");
+    bool first = true;
+    for (const CgNode& parameter : function.children) {
+        if (parameter.kind != CgNode::eParameter || (isEntry && isUniformParameter(parameter)))
+            continue;
+        if (!first)
+            put(line_, ",");
+        first = false;
+        std::string words;
+        for (const std::string& word : parameter.words)
+            if (!(isEntry && word == "uniform"))
+                words += word + " ";
+        put(parameter.line, words + typeText(parameter.children[0].text));
+        writeDeclarator(parameter.children[1]);
+    }
+    put(line_, ")");
+    if (!function.semantic.empty())
+        put(line_, ": " + function.semantic);
+    const CgNode* body = function.body();
+    if (!body) {
+        put(line_, ";");
+        return;
+    }
+    put(body->line, "{");
+    if (isEntry)
+        put(line_, entryPrologue_);
+    for (const CgNode& statement : body->children)
+        writeStatement(statement);
+    put(line_, "}");
+}
+
+void CgHlslWriter::writeStatement(const CgNode& statement)
+{
+    switch (statement.kind) {
+    case CgNode::eBlock:
+        put(statement.line, "{");
+        for (const CgNode& child : statement.children)
+            writeStatement(child);
+        put(line_, "}");
+        break;
+    case CgNode::eVariables:
+        writeVariables(statement);
+        break;
+    case CgNode::eStruct:
+    case CgNode::eTypedef:
+        writeItem(statement);
+        break;
+    case CgNode::eExpressionStatement:
+        if (!statement.children.empty())
+            writeExpression(statement.children[0]);
+        put(statement.children.empty() ? statement.line : line_, ";");
+        break;
+    case CgNode::eIf:
+        put(statement.line, "if (");
+        writeExpression(statement.children[0]);
+        put(line_, ")");
+        writeStatement(statement.children[1]);
+        if (statement.children.size() > 2) {
+            put(line_, "else");
+            writeStatement(statement.children[2]);
+        }
+        break;
+    case CgNode::eFor:
+        put(statement.line, "for (");
+        // The initialiser prints its own ";".
+        for (const CgNode& child : statement.children[0].children)
+            writeStatement(child);
+        if (statement.children[1].kind != CgNode::eEmpty)
+            writeExpression(statement.children[1]);
+        put(line_, ";");
+        if (statement.children[2].kind != CgNode::eEmpty)
+            writeExpression(statement.children[2]);
+        put(line_, ")");
+        writeStatement(statement.children[3]);
+        break;
+    case CgNode::eWhile:
+        put(statement.line, "while (");
+        writeExpression(statement.children[0]);
+        put(line_, ")");
+        writeStatement(statement.children[1]);
+        break;
+    case CgNode::eDo:
+        put(statement.line, "do");
+        writeStatement(statement.children[0]);
+        put(line_, "while (");
+        writeExpression(statement.children[1]);
+        put(line_, ");");
+        break;
+    case CgNode::eReturn:
+        put(statement.line, "return");
+        if (!statement.children.empty())
+            writeExpression(statement.children[0]);
+        put(line_, ";");
+        break;
+    case CgNode::eJump:
+        put(statement.line, statement.text + ";");
+        break;
+    case CgNode::eAsm:
+        errors_.push_back({statement.line, "assembly blocks are not supported"});
+        break;
+    default:
+        break;
+    }
+}
+
+void CgHlslWriter::writeList(const std::vector<CgNode>& items, std::size_t first)
+{
+    for (std::size_t index = first; index < items.size(); ++index) {
+        if (index > first)
+            put(line_, ",");
+        writeExpression(items[index]);
+    }
+}
+
+void CgHlslWriter::writeExpression(const CgNode& expression)
+{
+    const std::vector<CgNode>& children = expression.children;
+    switch (expression.kind) {
+    case CgNode::eName:
+        put(expression.line, name(expression.text));
+        break;
+    case CgNode::eLiteral:
+        put(expression.line, literalText(expression.text));
+        break;
+    case CgNode::eUnary:
+        put(expression.line, expression.text);
+        writeExpression(children[0]);
+        break;
+    case CgNode::ePostfix:
+        writeExpression(children[0]);
+        put(line_, expression.text);
+        break;
+    case CgNode::eBinary:
+    case CgNode::eAssign:
+        writeExpression(children[0]);
+        put(expression.line, expression.text);
+        writeExpression(children[1]);
+        break;
+    case CgNode::eConditional:
+        writeExpression(children[0]);
+        put(expression.line, "?");
+        writeExpression(children[1]);
+        put(line_, ":");
+        writeExpression(children[2]);
+        break;
+    case CgNode::eCall: {
+        std::string callee = name(expression.text);
+        if (expression.text == "texRECT" || expression.text == "texRECTproj")
+            callee = "tex2D" + expression.text.substr(7);
+        // Cg's four-argument form passes explicit derivatives.
+        if ((callee == "tex1D" || callee == "tex2D" || callee == "tex3D" || callee == "texCUBE") &&
+            children.size() == 4)
+            callee += "grad";
+        put(expression.line, callee + "(");
+        writeList(children, 0);
+        put(line_, ")");
+        break;
+    }
+    case CgNode::eConstructor:
+        put(expression.line, typeText(children[0].text) + "(");
+        writeList(children, 1);
+        put(line_, ")");
+        break;
+    case CgNode::eMember:
+        writeExpression(children[0]);
+        put(expression.line, "." + name(expression.text));
+        break;
+    case CgNode::eIndex:
+        writeExpression(children[0]);
+        put(expression.line, "[");
+        writeExpression(children[1]);
+        put(line_, "]");
+        break;
+    case CgNode::eCast:
+        put(expression.line, "(" + typeText(children[0].text) + ")");
+        writeExpression(children[1]);
+        break;
+    case CgNode::eParenthesised:
+        put(expression.line, "(");
+        writeExpression(children[0]);
+        put(line_, ")");
+        break;
+    case CgNode::eInitList:
+        put(expression.line, "{");
+        writeList(children, 0);
+        put(line_, "}");
+        break;
+    default:
+        break;
+    }
+}

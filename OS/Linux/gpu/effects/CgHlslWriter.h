@@ -1,0 +1,93 @@
+#pragma once
+
+#include "CgSyntax.h"
+
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+// Writes a Cg syntax tree as the HLSL that glslang's DX9-compatible front end
+// takes, in one walk over the tree, for one entry function:
+//
+// - Cg names that HLSL reserves (texture, sampler, pass, vector, line...) get
+//   the prefix "kvcg_"; cgNames() maps them back.
+// - fixed and half are float; samplerRECT is sampler2D (rectangleSamplers()
+//   lists those uniforms, for the GLSL to sample them as rectangles).
+// - The entry's uniform parameters are globals, or locals holding the
+//   arguments that `compile` binds, in order.
+// - A uniform that the code assigns gets a writable copy, filled from the
+//   uniform at the entry's start; writtenUniforms() lists them.
+// - For GLSL 1.20, bool uniforms are declared int (boolUniforms()).
+// - Only the functions the entry reaches are written; an assembly block in
+//   one of them is an error.
+//
+// Every token stays on its source line, so glslang's line numbers are the
+// author's.
+class CgHlslWriter
+{
+public:
+    struct Error
+    {
+        int line;
+        std::string message;
+    };
+
+    CgHlslWriter(const CgNode& unit, const std::string& entry, const std::vector<std::string>& arguments,
+                 bool boolUniformsAsInt);
+
+    bool run();
+
+    const std::string& text() const { return text_; }
+    const std::vector<Error>& errors() const { return errors_; }
+    const std::string& entryName() const { return entryName_; }
+    const std::map<std::string, std::string>& cgNames() const { return cgNames_; }
+    const std::set<std::string>& rectangleSamplers() const { return rectangleSamplers_; }
+    const std::vector<std::string>& writtenUniforms() const { return writtenUniforms_; }
+    const std::set<std::string>& boolUniforms() const { return boolUniforms_; }
+
+    // The HLSL name of a Cg name.
+    static std::string hlslName(const std::string& cgName);
+
+private:
+    void findEntry();
+    void findReachableFunctions();
+    void findWrittenUniforms();
+
+    void writeItem(const CgNode& item);
+    void writeEntryGlobals();
+    void writeUniform(const CgNode& type, const CgNode& declarator);
+    void writeVariables(const CgNode& variables);
+    void writeDeclarator(const CgNode& declarator);
+    void writeFunction(const CgNode& function);
+    void writeStatement(const CgNode& statement);
+    void writeExpression(const CgNode& expression);
+    void writeList(const std::vector<CgNode>& items, std::size_t first);
+
+    std::string name(const std::string& cgName);
+    std::string typeText(const std::string& cgType) const;
+    std::string arraySuffix(const CgNode& declarator);
+    // An expression as text of its own, outside the line-keeping output.
+    std::string detachedText(const CgNode& expression);
+    void put(int line, const std::string& token);
+
+    const CgNode& unit_;
+    std::string entry_;
+    const std::vector<std::string>& arguments_;
+    bool boolUniformsAsInt_;
+
+    const CgNode* entryFunction_ = nullptr;
+    std::set<std::string> reachable_;
+    std::set<std::string> uniforms_; // Cg names of the uniforms, the entry's included
+    std::string entryPrologue_;
+
+    std::string text_;
+    int line_ = 1;
+    bool detached_ = false;
+    std::vector<Error> errors_;
+    std::string entryName_;
+    std::map<std::string, std::string> cgNames_;
+    std::set<std::string> rectangleSamplers_;
+    std::vector<std::string> writtenUniforms_;
+    std::set<std::string> boolUniforms_;
+};
