@@ -355,3 +355,109 @@ TEST_F(EffectDrawTest, WposAndVposReadTheWindowPositionOfThePixelCentre)
         }
     }
 }
+
+namespace {
+
+// Cg as authors write it for other tools, one construct per case, drawn with
+// constant inputs so that every pixel has the same expected colour.
+struct DialectCase
+{
+    const char* construct;
+    const char* effect;
+    SurfacelessGL::Corner corner;
+    Float4 expected;
+};
+
+SurfacelessGL::Corner cornerWith(const std::vector<std::pair<std::size_t, Float4>>& texCoords,
+                                 const std::vector<std::pair<std::size_t, Float4>>& attributes = {},
+                                 Float4 colour = {0.8f, 0.4f, 0.2f, 1.0f})
+{
+    SurfacelessGL::Corner corner;
+    corner.colour = colour;
+    corner.secondaryColour = {0.4f, 0.8f, 1.0f};
+    for (const auto& [unit, coordinate] : texCoords)
+        corner.texCoords[unit] = coordinate;
+    for (const auto& [index, value] : attributes)
+        corner.attributes[index] = value;
+    return corner;
+}
+
+const DialectCase kDialectCases[] = {
+    {"names that HLSL reserves", R"(
+struct source { float2 size; sampler2D texture; float4 vector; };
+float4 lookup(const sampler2D texture, float2 uv) { return tex2D(texture, uv); }
+float scaled(float half, float matrix) { return half * matrix; }
+sampler2D decal;
+float4 main(float2 uv : TEXCOORD0) : COLOR
+{
+    source string;
+    string.size = uv;
+    string.vector = float4(0.25, 0.5, 0.75, 1);
+    float pass = 0.5, technique = 0.25, compile = 0.125, decl = 0.0625;
+    float half = scaled(2.0, 0.25);
+    float4 texel = lookup(decal, string.size);
+    return float4(texel.r * half + decl, texel.g * half + technique, string.vector.b * pass, compile * 8);
+}
+technique t { pass p { FragmentProgram = compile fp40 main(); } })",
+     cornerWith({{0, {0.5f, 0.5f, 0.0f, 1.0f}}}), {0.4625f, 0.45f, 0.375f, 1.0f}},
+    {"uniform parameters of the entry, bound, sampler on TEXUNIT2 and a struct", R"(
+struct Source { float2 video_size; float2 texture_size; float frame_count; };
+struct Varyings { float2 tex : TEXCOORD0; float4 col : COLOR0; };
+float4 main_fragment(in Varyings v, uniform float gain, uniform sampler2D decal : TEXUNIT2, uniform Source IN) : COLOR
+{
+    return tex2D(decal, v.tex * IN.video_size / IN.texture_size) * v.col * gain + IN.frame_count;
+}
+technique t { pass p { FragmentProgram = compile fp40 main_fragment(0.5); } })",
+     cornerWith({{0, {0.5f, 0.5f, 0.0f, 1.0f}}}, {}, {1.0f, 0.5f, 1.0f, 1.0f}), {0.5f, 0.2f, 0.2f, 0.6f}},
+    {"varyings in nested structs and an out parameter", R"(
+struct Inner { float4 colour : COLOR0; float4 second : COLOR1; };
+struct Outer { float2 uv : TEXCOORD0; Inner inner; float4 far : TEXCOORD7; };
+void main(Outer o, in float4 extra : TEXCOORD3, out float4 result : COLOR)
+{
+    result.rgb = o.inner.colour.rgb * 0.5 + o.inner.second.rgb * 0.25 + float3(o.uv, 0) * 0.25 + o.far.rgb * extra.rgb * 0.25;
+    result.a = o.inner.colour.a * 0.5 + o.far.a * extra.a * 0.25;
+}
+technique t { pass p { FragmentProgram = compile fp40 main(); } })",
+     cornerWith({{0, {0.5f, 1.0f, 0.0f, 1.0f}}, {7, {0.5f, 0.5f, 0.5f, 0.5f}}, {3, {1.0f, 0.5f, 0.2f, 1.0f}}}),
+     {0.75f, 0.7125f, 0.375f, 0.625f}},
+    {"vertex attributes, an inout varying and VFACE", R"(
+struct VIn { float4 position : POSITION; float3 normal : NORMAL; float3 tangent : TANGENT; float3 binormal : BINORMAL;
+             float4 weight : BLENDWEIGHT; float4 indices : BLENDINDICES; float fog : FOG; float4 extra : ATTR9; };
+void vertexMain(VIn v, inout float4 colour : COLOR0, out float4 clip : POSITION)
+{
+    clip = v.position;
+    colour = float4(v.normal.x + v.tangent.y + v.binormal.z, v.weight.x + v.indices.y, v.fog + v.extra.z, colour.a);
+}
+float4 pixelMain(float4 colour : COLOR0, float face : VFACE) : COLOR { return face > 0 ? colour : float4(1, 0, 1, 1); }
+technique t { pass p { VertexProgram = compile vp40 vertexMain(); FragmentProgram = compile fp40 pixelMain(); } })",
+     cornerWith({}, {{2, {0.1f, 0, 0, 1}}, {14, {0, 0.2f, 0, 1}}, {15, {0, 0, 0.3f, 1}}, {1, {0.25f, 0, 0, 1}},
+                     {7, {0, 0.25f, 0, 1}}, {5, {0.125f, 0, 0, 1}}, {9, {0, 0, 0.25f, 1}}},
+                {0.0f, 0.0f, 0.0f, 0.75f}),
+     {0.6f, 0.5f, 0.375f, 0.75f}},
+};
+
+} // namespace
+
+TEST_F(EffectDrawTest, CgWrittenForOtherToolsCompilesLinksAndDraws)
+{
+    const std::vector<std::uint8_t> texel = {204, 102, 51, 255};
+    for (const DialectCase& dialect : kDialectCases) {
+        SCOPED_TRACE(dialect.construct);
+        ASSERT_TRUE(compile(dialect.effect));
+        const GLSLEffect::Technique* only = technique("t");
+        ASSERT_NE(only, nullptr);
+        for (std::size_t index = 0; index < effect_->parameterCount(); ++index)
+            if (effect_->parameter(index).kind() == GLSLEffectParameter::eKind::sampler)
+                effect_->parameter(index).setup(gl_->makeTexture(1, 1, texel));
+        if (GLSLEffectParameter* frame = effect_->findParameter("IN.frame_count")) {
+            const float videoSize[] = {1, 1}, textureSize[] = {2, 2}, frameCount = 0.1f;
+            ASSERT_TRUE(effect_->findParameter("IN.video_size")->setFloats(videoSize, 2));
+            ASSERT_TRUE(effect_->findParameter("IN.texture_size")->setFloats(textureSize, 2));
+            ASSERT_TRUE(frame->setFloats(&frameCount, 1));
+            EXPECT_EQ(effect_->findParameter("decal")->unit(), 2);
+            EXPECT_EQ(effect_->findParameter("gain"), nullptr);
+        }
+        drawPass(*only->passes[0], dialect.corner);
+        EXPECT_TRUE(pixelIs(1, 2, dialect.expected));
+    }
+}

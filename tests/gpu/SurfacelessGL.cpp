@@ -159,6 +159,8 @@ void SurfacelessGL::drawQuad(const std::array<Corner, 4>& corners)
         glColor4f(colour[0], colour[1], colour[2], colour[3]);
         const std::array<float, 3>& secondary = corners[corner].secondaryColour;
         glSecondaryColor3f(secondary[0], secondary[1], secondary[2]);
+        for (GLuint attribute = 1; attribute < corners[corner].attributes.size(); ++attribute)
+            glVertexAttrib4fv(attribute, corners[corner].attributes[attribute].data());
         // glVertex comes last: it emits the vertex with the current attributes.
         glVertex2fv(positions[corner]);
     }

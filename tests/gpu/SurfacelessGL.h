@@ -30,6 +30,8 @@ public:
         Float4 colour{1.0f, 1.0f, 1.0f, 1.0f};
         // Three components: the fixed-function secondary colour has no alpha of its own.
         std::array<float, 3> secondaryColour{0.0f, 0.0f, 0.0f};
+        // Generic vertex attributes 1 to 15; 0 is the position.
+        std::array<Float4, 16> attributes{};
     };
 
     SurfacelessGL(int width, int height);

@@ -41,6 +41,7 @@ public:
     const std::string& text() const { return text_; }
     const std::vector<Error>& errors() const { return errors_; }
     const std::string& entryName() const { return entryName_; }
+    int entryLine() const { return entryFunction_ ? entryFunction_->line : 1; }
     const std::map<std::string, std::string>& cgNames() const { return cgNames_; }
     const std::set<std::string>& rectangleSamplers() const { return rectangleSamplers_; }
     const std::vector<std::string>& writtenUniforms() const { return writtenUniforms_; }

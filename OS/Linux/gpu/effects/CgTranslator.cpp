@@ -24,6 +24,7 @@ const std::string kPrefix = "kvcg_";
 const std::string kGlobalsBlock = kPrefix + "globals";
 const std::string kInputPrefix = kPrefix + "in_";
 const std::string kOutputPrefix = kPrefix + "out_";
+const std::string kAttributePrefix = kPrefix + "attr";
 
 bool isIdentifierChar(char c)
 {
@@ -144,6 +145,19 @@ struct Builtin
     int width = 0;
 };
 
+// Generic vertex attributes at the numbers Cg's arbvp1 profile gives the
+// semantics that have no fixed-function array of their own.
+int attributeFor(const std::string& name, int number)
+{
+    static const std::map<std::string, int> attributes = {
+        {"BLENDWEIGHT", 1}, {"NORMAL", 2}, {"FOG", 5}, {"FOGCOORD", 5}, {"TESSFACTOR", 5}, {"PSIZE", 6},
+        {"BLENDINDICES", 7}, {"TANGENT", 14}, {"BINORMAL", 15}};
+    if (name == "ATTR")
+        return number < 16 ? number : -1;
+    const auto found = attributes.find(name);
+    return found == attributes.end() || number != 0 ? -1 : found->second;
+}
+
 Builtin builtinFor(const std::string& semantic, CgTranslator::eStage stage, bool input, bool severalColours)
 {
     std::string name = semantic;
@@ -157,35 +171,41 @@ Builtin builtinFor(const std::string& semantic, CgTranslator::eStage stage, bool
     if (number < 0)
         return {};
     const std::string index = std::to_string(number);
+    const bool colour = (name == "COLOR" || name == "DIFFUSE" || name == "SPECULAR") && number < 2;
+    const bool secondary = name == "SPECULAR" || number == 1;
+    // Past the driver's texture coordinate sets, the driver itself refuses the program.
+    const bool coordinate = name == "TEXCOORD" && number < 16;
     if (stage == CgTranslator::eStage::pixel && input) {
-        if (name == "TEXCOORD" && number < 8)
+        if (coordinate)
             return {"gl_TexCoord[" + index + "]", 4};
-        if (name == "COLOR" && number < 2)
-            return {number == 0 ? "gl_Color" : "gl_SecondaryColor", 4};
+        if (colour)
+            return {secondary ? "gl_SecondaryColor" : "gl_Color", 4};
         if (name == "WPOS" || name == "VPOS" || name == "POSITION" || name == "SV_POSITION")
             return {"gl_FragCoord", 4};
         if (name == "FOG")
             return {"gl_FogFragCoord", 1};
+        if (name == "VFACE" || name == "FACE")
+            return {"(gl_FrontFacing ? 1.0 : -1.0)", 1};
     } else if (stage == CgTranslator::eStage::pixel) {
         if ((name == "COLOR" || name == "SV_TARGET") && number < 4)
             return {severalColours ? "gl_FragData[" + index + "]" : "gl_FragColor", 4};
         if (name == "DEPTH")
             return {"gl_FragDepth", 1};
     } else if (input) {
-        if (name == "POSITION")
+        if (name == "POSITION" || (name == "ATTR" && number == 0))
             return {"gl_Vertex", 4};
-        if (name == "NORMAL")
-            return {"gl_Normal", 3};
-        if (name == "COLOR" && number < 2)
-            return {number == 0 ? "gl_Color" : "gl_SecondaryColor", 4};
+        if (colour)
+            return {secondary ? "gl_SecondaryColor" : "gl_Color", 4};
         if (name == "TEXCOORD" && number < 8)
             return {"gl_MultiTexCoord" + index, 4};
+        if (const int attribute = attributeFor(name, number); attribute > 0)
+            return {CgTranslator::attributeName(unsigned(attribute)), 4};
     } else {
         if (name == "POSITION" || name == "HPOS" || name == "SV_POSITION")
             return {"gl_Position", 4};
-        if (name == "COLOR" && number < 2)
-            return {number == 0 ? "gl_FrontColor" : "gl_FrontSecondaryColor", 4};
-        if (name == "TEXCOORD" && number < 8)
+        if (colour)
+            return {secondary ? "gl_FrontSecondaryColor" : "gl_FrontColor", 4};
+        if (coordinate)
             return {"gl_TexCoord[" + index + "]", 4};
         if (name == "FOG")
             return {"gl_FogFragCoord", 1};
@@ -267,6 +287,8 @@ bool rewireGlsl(std::string& glsl, const CgHlslWriter& rewrite, CgTranslator::eS
     std::string result;
     std::string prologue;
     std::string epilogue;
+    std::string attributes;
+    std::set<std::string> attributeNames;
     std::vector<std::string> members;  // of the uniform block, with their Cg names
     std::map<std::string, std::string> access;  // how the code reads a member, when not by its name
     bool inBlock = false;
@@ -322,11 +344,13 @@ bool rewireGlsl(std::string& glsl, const CgHlslWriter& rewrite, CgTranslator::eS
                 const Builtin builtin = builtinFor(variable.semantic, stage, input, severalColours);
                 const int width = widthOf(type);
                 if (builtin.expression.empty() || width == 0) {
-                    listing.add(1, "unsupported " + std::string(input ? "input" : "output") + " semantic '" +
+                    listing.add(rewrite.entryLine(), "unsupported " + std::string(input ? "input" : "output") + " semantic '" +
                                        variable.semantic + "'");
                     return false;
                 }
                 result += type + " " + variable.name + ";\n";
+                if (builtin.expression.rfind(kAttributePrefix, 0) == 0 && attributeNames.insert(builtin.expression).second)
+                    attributes += std::string(legacy ? "attribute" : "in") + " vec4 " + builtin.expression + ";\n";
                 if (input)
                     prologue += "    " + variable.name + " = " + converted(builtin.expression, builtin.width, width) +
                                 ";\n";
@@ -372,6 +396,7 @@ bool rewireGlsl(std::string& glsl, const CgHlslWriter& rewrite, CgTranslator::eS
     result.insert(mainEnd, epilogue);
     result.insert(body + mainStart.size(), prologue);
 
+    result.insert(result.find('\n') == std::string::npos ? 0 : result.find('\n') + 1, attributes);
     if (!rewrite.rectangleSamplers().empty()) {
         for (const std::string& sampler : rewrite.rectangleSamplers()) {
             result = replaceAll(result, "uniform sampler2D " + sampler + ";", "uniform sampler2DRect " + sampler + ";");
@@ -535,6 +560,11 @@ bool toGlsl(const std::vector<unsigned int>& spirv, const CgHlslWriter& rewrite,
 }
 
 } // namespace
+
+std::string CgTranslator::attributeName(unsigned index)
+{
+    return kAttributePrefix + std::to_string(index);
+}
 
 CgTranslator::Translation CgTranslator::translate(std::string_view fileName, std::string_view source,
                                                   std::string_view entry, eStage stage,

@@ -33,6 +33,10 @@ public:
         std::string listing;
     };
 
+    // The vertex attribute a semantic without a fixed-function array reads
+    // (NORMAL is 2, TANGENT 14, ATTRn is n): a program binds it at that index.
+    static std::string attributeName(unsigned index);
+
     static Translation translate(std::string_view fileName, std::string_view source, std::string_view entry,
                                  eStage stage, const std::vector<std::string>& arguments,
                                  unsigned glslVersion = 130);

@@ -645,3 +645,8 @@ EffectModel EffectParser::parse(const EffectPreprocessor::Output& source)
     }
     return Reader(source).read();
 }
+
+EffectType EffectParser::typeNamed(std::string_view name)
+{
+    return typeOf(name);
+}

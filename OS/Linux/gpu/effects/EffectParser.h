@@ -4,6 +4,7 @@
 #include "EffectPreprocessor.h"
 
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -23,4 +24,6 @@ public:
     static EffectModel parseBuffer(const std::string& source, const std::string& name, const std::string& folder,
                                    const Definitions& definitions);
     static EffectModel parse(const EffectPreprocessor::Output& source);
+    // A numeric type as Cg spells it: "float3x3", "half2", "int".
+    static EffectType typeNamed(std::string_view name);
 };

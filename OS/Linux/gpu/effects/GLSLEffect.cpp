@@ -1,9 +1,12 @@
 #include "GLSLEffect.h"
 
+#include "CgEntryUniforms.h"
+
 #include <EGL/egl.h>
 
 #include <algorithm>
 #include <cstdio>
+#include <set>
 #include <sstream>
 
 GLSLEffect::Compilation GLSLEffect::compileFile(const std::string& path, const EffectParser::Definitions& definitions,
@@ -72,6 +75,8 @@ GLSLEffect::Compilation GLSLEffect::fromCompiled(const EffectModel& model, const
         }
     }
 
+    CgEntryUniforms::appendTo(model, effect->parameters_);
+
     // The compiler answers with the shaders in the order the techniques bind them.
     auto shader = compiled.shaders.begin();
     for (const EffectTechnique& technique : model.techniques) {
@@ -111,13 +116,27 @@ GLSLEffect::Compilation GLSLEffect::fromCompiled(const EffectModel& model, const
 
 void GLSLEffect::assignTextureUnits()
 {
+    // TEXUNITn asks for unit n; the others take the free units in order.
+    std::set<int> taken;
+    for (const auto& parameter : parameters_) {
+        const std::string& semantic = parameter->semantic();
+        if (parameter->kind() == GLSLEffectParameter::eKind::sampler && semantic.size() > 7 &&
+            semantic.size() <= 9 && effectWord(semantic.substr(0, 7)) == "texunit" &&
+            semantic.find_first_not_of("0123456789", 7) == std::string::npos) {
+            parameter->setUnit(std::stoi(semantic.substr(7)));
+            taken.insert(parameter->unit());
+        }
+    }
     int next = 0;
     for (const auto& technique : techniques_) {
         for (const auto& pass : technique->passes) {
             for (const std::string& name : pass->samplerNames()) {
                 GLSLEffectParameter* sampler = findParameter(name);
-                if (sampler && sampler->kind() == GLSLEffectParameter::eKind::sampler && sampler->unit() < 0)
-                    sampler->setUnit(next++);
+                if (!sampler || sampler->kind() != GLSLEffectParameter::eKind::sampler || sampler->unit() >= 0)
+                    continue;
+                while (taken.count(next))
+                    ++next;
+                sampler->setUnit(next++);
             }
         }
     }

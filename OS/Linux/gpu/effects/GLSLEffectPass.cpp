@@ -1,5 +1,6 @@
 #include "GLSLEffectPass.h"
 
+#include "CgTranslator.h"
 #include "GLDriverLog.h"
 
 #include <EGL/egl.h>
@@ -149,6 +150,9 @@ bool GLSLEffectPass::link(const Parameters& parameters, std::string& log)
         program_ = 0;
         return false;
     }
+    // Binding a name the program does not use is harmless.
+    for (unsigned attribute = 1; attribute < 16; ++attribute)
+        glBindAttribLocation(program_, attribute, CgTranslator::attributeName(attribute).c_str());
     glLinkProgram(program_);
     GLint status = GL_FALSE;
     glGetProgramiv(program_, GL_LINK_STATUS, &status);

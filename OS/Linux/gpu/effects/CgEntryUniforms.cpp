@@ -1,0 +1,90 @@
+#include "CgEntryUniforms.h"
+
+#include "CgParser.h"
+#include "EffectParser.h"
+
+#include <algorithm>
+
+namespace {
+
+class Flattener
+{
+public:
+    Flattener(const CgNode& unit, GLSLEffectPass::Parameters& parameters) : unit_(unit), parameters_(parameters) {}
+
+    void add(const std::string& typeName, const CgNode& declarator, const std::string& prefix, int depth = 0)
+    {
+        const std::string name = prefix + declarator.text;
+        const bool known = std::any_of(parameters_.begin(), parameters_.end(),
+                                       [&](const auto& parameter) { return parameter->name() == name; });
+        if (known || depth > 8)
+            return;
+        if (const CgNode* structNode = structNamed(typeName)) {
+            for (const CgNode& member : structNode->children)
+                for (std::size_t index = 1; index < member.children.size(); ++index)
+                    add(member.children[0].text, member.children[index], name + ".", depth + 1);
+            return;
+        }
+        if (typeName.rfind("sampler", 0) == 0) {
+            EffectSampler sampler;
+            sampler.name = name;
+            sampler.typeName = typeName;
+            sampler.semantic = declarator.semantic;
+            sampler.location.line = unsigned(declarator.line);
+            parameters_.push_back(std::make_unique<GLSLEffectParameter>(sampler));
+            return;
+        }
+        EffectParameter parameter;
+        parameter.name = name;
+        parameter.type = EffectParser::typeNamed(typeName);
+        parameter.semantic = declarator.semantic;
+        parameter.isUniform = true;
+        parameter.location.line = unsigned(declarator.line);
+        for (const CgNode& size : declarator.children)
+            if (size.kind == CgNode::eArraySize)
+                parameter.arraySizes.push_back(size.children.empty() || size.children[0].kind != CgNode::eLiteral
+                                                   ? 1u
+                                                   : unsigned(std::strtoul(size.children[0].text.c_str(), nullptr, 0)));
+        if (parameter.type.base != EffectType::eOther && parameter.type.base != EffectType::eString)
+            parameters_.push_back(std::make_unique<GLSLEffectParameter>(parameter));
+    }
+
+private:
+    const CgNode* structNamed(const std::string& name) const
+    {
+        for (const CgNode& item : unit_.children)
+            if (item.kind == CgNode::eStruct && item.text == name)
+                return &item;
+        return nullptr;
+    }
+
+    const CgNode& unit_;
+    GLSLEffectPass::Parameters& parameters_;
+};
+
+} // namespace
+
+void CgEntryUniforms::appendTo(const EffectModel& model, GLSLEffectPass::Parameters& parameters)
+{
+    std::string source;
+    for (const EffectDeclaration& declaration : model.declarations)
+        source += declaration.text + "\n";
+    const CgParser::Result parsed = CgParser::parse(source);
+    Flattener flattener(parsed.unit, parameters);
+    for (const EffectTechnique& technique : model.techniques)
+        for (const EffectPass& pass : technique.passes)
+            for (const EffectShaderBinding& binding : pass.shaders) {
+                const auto entry = std::find_if(parsed.unit.children.begin(), parsed.unit.children.end(),
+                                                [&](const CgNode& item) {
+                                                    return item.kind == CgNode::eFunction && item.text == binding.entry &&
+                                                           item.body();
+                                                });
+                if (entry == parsed.unit.children.end())
+                    continue;
+                std::size_t bound = 0;
+                for (const CgNode& parameter : entry->children)
+                    if (parameter.kind == CgNode::eParameter && parameter.hasWord("uniform") &&
+                        bound++ >= binding.arguments.size())
+                        flattener.add(parameter.children[0].text, parameter.children[1], {});
+            }
+}
