@@ -330,3 +330,37 @@ TEST_F(CgTranslatorTest, Glsl120RefusesWhatItCannotExpress)
     EXPECT_TRUE(contains(listing("float4 main() : COLOR { return 1; }\n", "main", 140),
                          "bad.fx(1) : error: GLSL 140 is not a translation target (120 or 130)"));
 }
+
+TEST_F(CgTranslatorTest, NamesThatHlslReservesAreCgNamesEverywhere)
+{
+    for (const char* name : {"texture", "sampler", "string", "pass", "technique", "compile", "decl", "vector",
+                             "matrix", "half", "fixed", "point", "line", "sample", "register", "Texture2D",
+                             "SamplerState", "cbuffer", "switch", "interface", "unsigned"}) {
+        SCOPED_TRACE(name);
+        const std::string n = name;
+        translated("struct S_" + n + " { float4 " + n + "; };\n"
+                   "float4 f_" + n + "(float4 " + n + ") { return " + n + " * 0.5; }\n"
+                   "float " + n + "_fn(S_" + n + " s) { return s." + n + ".x; }\n"
+                   "uniform float4 " + n + ";\n"
+                   "float4 main(float2 uv : TEXCOORD0) : COLOR\n{\n"
+                   "    S_" + n + " s; s." + n + " = " + n + ";\n"
+                   "    float4 copy = f_" + n + "(s." + n + ");\n"
+                   "    return copy + " + n + "_fn(s);\n}\n");
+    }
+}
+
+TEST_F(CgTranslatorTest, AssemblyIsAnErrorOnlyWhereTheEntryReachesIt)
+{
+    const std::string source = "float4 old() : COLOR\n{\n    asm { MOV result.color, 1; }\n    return 1;\n}\n"
+                               "float4 main() : COLOR { return 0.5; }\n"
+                               "float4 viaOld() : COLOR { return old(); }\n";
+    EXPECT_TRUE(CgTranslator::translate("test.fx", source, "main", CgTranslator::eStage::pixel, {}).succeeded);
+    EXPECT_TRUE(contains(listing(source, "viaOld"), "bad.fx(3) : error: assembly blocks are not supported"));
+}
+
+TEST_F(CgTranslatorTest, DeepNestingIsAnErrorNotAStackOverflow)
+{
+    const std::string deep = "float4 main() : COLOR { return " + std::string(100000, '(') + "1" +
+                             std::string(100000, ')') + "; }\n";
+    EXPECT_TRUE(contains(listing(deep), "nested too deeply"));
+}

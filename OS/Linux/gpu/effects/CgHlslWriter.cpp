@@ -33,6 +33,24 @@ const std::set<std::string>& hlslReserved()
     return words;
 }
 
+// Words that GLSL reserves: a uniform named so keeps the prefix there.
+bool glslReserved(const std::string& name)
+{
+    static const std::set<std::string> reserved = {
+        "attribute", "const", "uniform", "varying", "layout", "centroid", "flat", "smooth", "noperspective",
+        "break", "continue", "do", "for", "while", "switch", "case", "default", "if", "else", "in", "out", "inout",
+        "float", "int", "void", "bool", "true", "false", "invariant", "discard", "return", "struct", "precision",
+        "lowp", "mediump", "highp", "common", "partition", "active", "asm", "class", "union", "enum", "typedef",
+        "template", "this", "packed", "goto", "inline", "noinline", "volatile", "public", "static", "extern",
+        "external", "interface", "long", "short", "double", "half", "fixed", "unsigned", "superp", "input",
+        "output", "filter", "sizeof", "cast", "namespace", "using", "uint", "sampler3DRect", "resource",
+        "patch", "sample", "subroutine", "buffer", "shared", "coherent", "restrict", "readonly", "writeonly",
+        "precise", "main"};
+    const bool vectorType = name.size() == 5 && std::string("hdfbiu").find(name[0]) != std::string::npos &&
+                            name.compare(1, 3, "vec") == 0;
+    return reserved.count(name) || vectorType || name.rfind("gl_", 0) == 0 || name.find("__") != std::string::npos;
+}
+
 // Cg's reduced-precision types are plain floats on a GPU with GLSL.
 std::string floatTypeOf(const std::string& type)
 {
@@ -98,7 +116,12 @@ CgHlslWriter::CgHlslWriter(const CgNode& unit, const std::string& entry, const s
 
 std::string CgHlslWriter::hlslName(const std::string& cgName)
 {
-    return hlslReserved().count(cgName) ? kPrefix + cgName : cgName;
+    return hlslReserved().count(cgName) || glslReserved(cgName) ? kPrefix + cgName : cgName;
+}
+
+std::string CgHlslWriter::glslUniformName(const std::string& cgName)
+{
+    return glslReserved(cgName) ? kPrefix + cgName : cgName;
 }
 
 std::string CgHlslWriter::name(const std::string& cgName)

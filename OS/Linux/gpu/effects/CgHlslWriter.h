@@ -10,8 +10,8 @@
 // Writes a Cg syntax tree as the HLSL that glslang's DX9-compatible front end
 // takes, in one walk over the tree, for one entry function:
 //
-// - Cg names that HLSL reserves (texture, sampler, pass, vector, line...) get
-//   the prefix "kvcg_"; cgNames() maps them back.
+// - Cg names that HLSL or GLSL reserves (texture, sampler, pass, vector, line,
+//   input...) get the prefix "kvcg_"; cgNames() maps them back.
 // - fixed and half are float; samplerRECT is sampler2D (rectangleSamplers()
 //   lists those uniforms, for the GLSL to sample them as rectangles).
 // - The entry's uniform parameters are globals, or locals holding the
@@ -49,6 +49,9 @@ public:
 
     // The HLSL name of a Cg name.
     static std::string hlslName(const std::string& cgName);
+    // The name a uniform has in the GLSL: its Cg name, unless GLSL reserves
+    // the word (half, input, switch...).
+    static std::string glslUniformName(const std::string& cgName);
 
 private:
     void findEntry();

@@ -363,6 +363,8 @@ private:
     CgNode block()
     {
         Nesting nesting(*this);
+        if (!ok())
+            return {};
         CgNode node(CgNode::eBlock, {}, line());
         expect("{");
         while (ok() && !accept("}")) {
@@ -389,9 +391,9 @@ private:
     CgNode statement()
     {
         Nesting nesting(*this);
-        const int start = line();
         if (!ok())
             return {};
+        const int start = line();
         if (peek().is("{"))
             return block();
         if (atDeclaration()) {
@@ -497,6 +499,8 @@ private:
     CgNode assignment()
     {
         Nesting nesting(*this);
+        if (!ok())
+            return {};
         CgNode left = conditional();
         if (ok() && peek().kind == Token::ePunctuator && assignmentOperators().count(peek().text)) {
             CgNode node(CgNode::eAssign, text(), line());
@@ -540,6 +544,8 @@ private:
     CgNode unary()
     {
         Nesting nesting(*this);
+        if (!ok())
+            return {};
         const int start = line();
         for (const char* op : {"-", "+", "!", "~", "++", "--"}) {
             if (accept(op)) {
@@ -634,6 +640,8 @@ private:
     CgNode initList()
     {
         Nesting nesting(*this);
+        if (!ok())
+            return {};
         CgNode node(CgNode::eInitList, {}, line());
         expect("{");
         while (ok() && !accept("}")) {

@@ -283,6 +283,7 @@ bool rewireGlsl(std::string& glsl, const CgHlslWriter& rewrite, CgTranslator::eS
         const auto found = rewrite.cgNames().find(name);
         return found == rewrite.cgNames().end() ? name : found->second;
     };
+    auto uniformName = [&](const std::string& name) { return CgHlslWriter::glslUniformName(cgName(name)); };
 
     std::string result;
     std::string prologue;
@@ -321,10 +322,10 @@ bool rewireGlsl(std::string& glsl, const CgHlslWriter& rewrite, CgTranslator::eS
                 const bool asInt = (type == "int" || type.rfind("ivec", 0) == 0) &&
                                    rewrite.boolUniforms().count(cgName(name));
                 if ((asUint || asInt) && nameEnd + 1 == member.size()) {
-                    access[name] = type + "(" + cgName(name) + ")";
+                    access[name] = type + "(" + uniformName(name) + ")";
                     type = type.size() == 3 || type.size() == 4 ? "bool" : "b" + type.substr(1);
                 }
-                result += "uniform " + type + " " + cgName(name) + member.substr(nameEnd) + "\n";
+                result += "uniform " + type + " " + uniformName(name) + member.substr(nameEnd) + "\n";
             }
             continue;
         }
@@ -381,7 +382,7 @@ bool rewireGlsl(std::string& glsl, const CgHlslWriter& rewrite, CgTranslator::eS
         while (end < result.size() && isIdentifierChar(result[end]))
             ++end;
         const std::string member = result.substr(at + blockAccess.size(), end - at - blockAccess.size());
-        const std::string name = access.count(member) ? access[member] : cgName(member);
+        const std::string name = access.count(member) ? access[member] : uniformName(member);
         result.replace(at, end - at, name);
         at += name.size();
     }
@@ -398,7 +399,8 @@ bool rewireGlsl(std::string& glsl, const CgHlslWriter& rewrite, CgTranslator::eS
 
     result.insert(result.find('\n') == std::string::npos ? 0 : result.find('\n') + 1, attributes);
     if (!rewrite.rectangleSamplers().empty()) {
-        for (const std::string& sampler : rewrite.rectangleSamplers()) {
+        for (const std::string& cgSampler : rewrite.rectangleSamplers()) {
+            const std::string sampler = CgHlslWriter::glslUniformName(cgSampler);
             result = replaceAll(result, "uniform sampler2D " + sampler + ";", "uniform sampler2DRect " + sampler + ";");
             const std::string sample = legacy ? "texture2D(" : "texture(";
             const std::string project = legacy ? "texture2DProj(" : "textureProj(";
@@ -504,8 +506,8 @@ bool toGlsl(const std::vector<unsigned int>& spirv, const CgHlslWriter& rewrite,
         spvc_compiler_unset_decoration(compiler, list[index].id, SpvDecorationBinding);
         spvc_compiler_unset_decoration(compiler, list[index].id, SpvDecorationDescriptorSet);
         const auto cgName = rewrite.cgNames().find(list[index].name);
-        if (cgName != rewrite.cgNames().end())
-            spvc_compiler_set_name(compiler, list[index].id, cgName->second.c_str());
+        spvc_compiler_set_name(compiler, list[index].id,
+                               CgHlslWriter::glslUniformName(cgName == rewrite.cgNames().end() ? list[index].name : cgName->second).c_str());
     }
     std::vector<Variable> inputs;
     std::vector<Variable> outputs;
@@ -560,6 +562,11 @@ bool toGlsl(const std::vector<unsigned int>& spirv, const CgHlslWriter& rewrite,
 }
 
 } // namespace
+
+std::string CgTranslator::cgUniformName(const std::string& glslName)
+{
+    return glslName.rfind(kPrefix, 0) == 0 ? glslName.substr(kPrefix.size()) : glslName;
+}
 
 std::string CgTranslator::attributeName(unsigned index)
 {

@@ -108,7 +108,7 @@ std::vector<std::string> GLSLEffectPass::samplerNames() const
             const std::size_t end = glsl->find_first_of(";[", space);
             if (space == std::string::npos || end == std::string::npos)
                 continue;
-            const std::string name = glsl->substr(space + 1, end - space - 1);
+            const std::string name = CgTranslator::cgUniformName(glsl->substr(space + 1, end - space - 1));
             if (std::find(names.begin(), names.end(), name) == names.end())
                 names.push_back(name);
         }
@@ -174,8 +174,9 @@ bool GLSLEffectPass::link(const Parameters& parameters, std::string& log)
         GLint count = 0;
         GLenum type = 0;
         glGetActiveUniform(program_, GLuint(index), sizeof buffer, &length, &count, &type, buffer);
-        std::string name(buffer, std::size_t(length));
-        const GLint location = glGetUniformLocation(program_, name.c_str());
+        const std::string glslName(buffer, std::size_t(length));
+        const GLint location = glGetUniformLocation(program_, glslName.c_str());
+        std::string name = CgTranslator::cgUniformName(glslName);
         if (name.size() > 3 && name.compare(name.size() - 3, 3, "[0]") == 0)
             name.resize(name.size() - 3);
         const auto found = std::find_if(parameters.begin(), parameters.end(),
