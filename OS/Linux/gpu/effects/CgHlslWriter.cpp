@@ -452,6 +452,18 @@ void CgHlslWriter::writeStatement(const CgNode& statement)
         writeExpression(statement.children[1]);
         put(line_, ");");
         break;
+    case CgNode::eSwitch:
+        put(statement.line, "switch (");
+        writeExpression(statement.children[0]);
+        put(line_, ")");
+        writeStatement(statement.children[1]);
+        break;
+    case CgNode::eCase:
+        put(statement.line, statement.children.empty() ? "default" : "case");
+        if (!statement.children.empty())
+            writeExpression(statement.children[0]);
+        put(line_, ":");
+        break;
     case CgNode::eReturn:
         put(statement.line, "return");
         if (!statement.children.empty())

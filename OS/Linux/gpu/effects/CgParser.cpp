@@ -156,7 +156,7 @@ private:
         if (isQualifier(peek()) || peek().isWord("struct") || peek().isWord("typedef"))
             return true;
         return peek().kind == Token::eIdentifier && peek(1).kind == Token::eIdentifier && !peek().isWord("return") &&
-               !peek().isWord("else") && !peek().isWord("do");
+               !peek().isWord("else") && !peek().isWord("do") && !peek().isWord("case");
     }
 
     // Skips a balanced run from an opening bracket to its partner.
@@ -312,16 +312,27 @@ private:
         }
     }
 
-    // ": TEXCOORD0", ": register(c0)", ": TEXUNIT2"; a register binding is not a semantic.
+    // ": TEXCOORD0", ": TEXUNIT2", ": state.light[0].position"; a register
+    // binding (": register(c0)") is not a semantic.
     void semanticOf(CgNode& declarator)
     {
         while (ok() && accept(":")) {
-            const std::string word = name();
+            std::string semantic = name();
             if (peek().is("(")) {
                 skipBalanced("(", ")");
                 continue;
             }
-            declarator.semantic = word;
+            while (ok() && (peek().is(".") || peek().is("["))) {
+                if (accept(".")) {
+                    semantic += "." + name();
+                } else {
+                    skip();
+                    semantic += "[" + text() + "]";
+                    skip();
+                    expect("]");
+                }
+            }
+            declarator.semantic = semantic;
         }
     }
 
@@ -440,6 +451,21 @@ private:
             node.children.push_back(peek().is(")") ? CgNode(CgNode::eEmpty, {}, line()) : expression());
             expect(")");
             node.children.push_back(statement());
+            return node;
+        }
+        if (acceptWord("switch")) {
+            CgNode node(CgNode::eSwitch, {}, start);
+            node.children.push_back(condition());
+            if (!peek().is("{"))
+                fail("'{' expected");
+            node.children.push_back(block());
+            return node;
+        }
+        if (acceptWord("case") || acceptWord("default")) {
+            CgNode node(CgNode::eCase, {}, start);
+            if (!peek().is(":"))
+                node.children.push_back(conditional());
+            expect(":");
             return node;
         }
         if (acceptWord("return")) {

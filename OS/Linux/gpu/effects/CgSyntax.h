@@ -24,6 +24,8 @@
 //   eFor           children: initialiser (a statement), condition, step, body;
 //                  condition and step may be eEmpty
 //   eWhile         children: condition, body;  eDo: body, condition
+//   eSwitch        children: the value, the body (an eBlock holding eCase labels)
+//   eCase          children: the label's value, or none for default
 //   eReturn        children: the value, if any
 //   eJump          text: break, continue or discard
 //   eAsm           an assembly block
@@ -43,7 +45,7 @@ struct CgNode
 {
     enum eKind {
         eUnit, eStruct, eTypedef, eVariables, eDeclarator, eArraySize, eInitialiser, eFunction, eParameter, eType,
-        eBlock, eExpressionStatement, eIf, eFor, eWhile, eDo, eReturn, eJump, eAsm, eEmpty,
+        eBlock, eExpressionStatement, eIf, eFor, eWhile, eDo, eSwitch, eCase, eReturn, eJump, eAsm, eEmpty,
         eName, eLiteral, eUnary, ePostfix, eBinary, eAssign, eConditional, eCall, eConstructor, eMember, eIndex,
         eCast, eParenthesised, eInitList
     };
