@@ -462,3 +462,38 @@ TEST_F(EffectDrawTest, CgWrittenForOtherToolsCompilesLinksAndDraws)
         EXPECT_TRUE(pixelIs(1, 2, dialect.expected));
     }
 }
+
+TEST_F(EffectDrawTest, VertexProgramReadsOpenGLStateThroughGlstateAndStateSemantics)
+{
+    ASSERT_TRUE(compile(R"(
+void vertexMain(float4 position : POSITION, uniform float4x4 projection : state.matrix.projection,
+                out float4 clip : POSITION, out float4 colour : COLOR0)
+{
+    clip = mul(glstate.matrix.mvp, position);
+    colour = float4(glstate.matrix.mvp[0][0], glstate.matrix.mvp[0][3], projection[1][1],
+                    glstate.matrix.inverse.modelview[0][2][2] * 0.25);
+}
+float4 pixelMain(float4 colour : COLOR0) : COLOR { return colour; }
+technique t { pass p { VertexProgram = compile vp40 vertexMain(); FragmentProgram = compile fp40 pixelMain(); } })"));
+    EXPECT_EQ(effect_->findParameter("projection"), nullptr);
+    const GLSLEffect::Technique* only = technique("t");
+    ASSERT_NE(only, nullptr);
+
+    // Projection: half size, moved a quarter to the right; modelview: depth scaled by 2.
+    glMatrixMode(GL_PROJECTION);
+    glLoadIdentity();
+    glTranslatef(0.25f, 0.0f, 0.0f);
+    glScalef(0.5f, 0.5f, 1.0f);
+    glMatrixMode(GL_MODELVIEW);
+    glLoadIdentity();
+    glScalef(1.0f, 1.0f, 2.0f);
+    drawPass(*only->passes[0]);
+    glMatrixMode(GL_PROJECTION);
+    glLoadIdentity();
+    glMatrixMode(GL_MODELVIEW);
+    glLoadIdentity();
+
+    // The quad now spans x from -0.25 to 0.75: the third column is inside, the first is not.
+    EXPECT_TRUE(pixelIs(2, 1, {0.5f, 0.25f, 0.5f, 0.125f}));
+    EXPECT_TRUE(pixelIs(0, 1, {0.0f, 0.0f, 0.0f, 0.0f}));
+}

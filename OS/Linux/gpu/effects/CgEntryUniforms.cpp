@@ -17,7 +17,8 @@ public:
         const std::string name = prefix + declarator.text;
         const bool known = std::any_of(parameters_.begin(), parameters_.end(),
                                        [&](const auto& parameter) { return parameter->name() == name; });
-        if (known || depth > 8)
+        // OpenGL state is read by the program itself.
+        if (known || depth > 8 || declarator.semantic.rfind("state.", 0) == 0)
             return;
         if (const CgNode* structNode = structNamed(typeName)) {
             for (const CgNode& member : structNode->children)

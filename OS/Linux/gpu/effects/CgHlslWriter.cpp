@@ -1,5 +1,6 @@
 #include "CgHlslWriter.h"
 
+#include "CgGLState.h"
 #include "CgParser.h"
 
 #include <algorithm>
@@ -114,6 +115,25 @@ CgHlslWriter::CgHlslWriter(const CgNode& unit, const std::string& entry, const s
 {
 }
 
+// "matrix.modelview[0]" for glstate.matrix.modelview[0]; empty for anything
+// not read from glstate.
+std::string CgHlslWriter::statePath(const CgNode& expression) const
+{
+    if (expression.kind == CgNode::eMember) {
+        const std::string object = statePath(expression.children[0]);
+        if (!object.empty())
+            return object == "glstate" ? expression.text : object + "." + expression.text;
+        return expression.children[0].kind == CgNode::eName && expression.children[0].text == "glstate"
+                   ? expression.text
+                   : std::string();
+    }
+    if (expression.kind == CgNode::eIndex && expression.children[1].kind == CgNode::eLiteral) {
+        const std::string array = statePath(expression.children[0]);
+        return array.empty() ? array : array + "[" + expression.children[1].text + "]";
+    }
+    return {};
+}
+
 std::string CgHlslWriter::hlslName(const std::string& cgName)
 {
     return hlslReserved().count(cgName) || glslReserved(cgName) ? kPrefix + cgName : cgName;
@@ -149,6 +169,7 @@ bool CgHlslWriter::run()
     findReachableFunctions();
     findWrittenUniforms();
     entryName_ = name(entry_);
+    put(1, stateDeclarations_);
     for (const CgNode& item : unit_.children)
         writeItem(item);
     return errors_.empty();
@@ -186,6 +207,21 @@ void CgHlslWriter::findReachableFunctions()
             walk(item, [&](const CgNode& node) {
                 if (node.kind == CgNode::eCall && reachable_.insert(node.text).second)
                     pending.push_back(node.text);
+                const std::string path = statePath(node);
+                const CgGLState::Binding binding = path.empty() ? CgGLState::Binding() : CgGLState::of(path);
+                if (binding.glsl.empty() || statePathNames_.count(path))
+                    return;
+                // glstate.matrix.modelview and glstate.matrix.modelview[0] are one uniform.
+                const auto same = std::find_if(stateUniforms_.begin(), stateUniforms_.end(),
+                                               [&](const auto& state) { return state.second == binding.glsl; });
+                if (same != stateUniforms_.end()) {
+                    statePathNames_[path] = same->first;
+                    return;
+                }
+                const std::string uniform = kPrefix + "state" + std::to_string(stateUniforms_.size());
+                statePathNames_[path] = uniform;
+                stateUniforms_[uniform] = binding.glsl;
+                stateDeclarations_ += "uniform " + binding.cgType + " " + uniform + "; ";
             });
         }
     }
@@ -287,6 +323,12 @@ void CgHlslWriter::writeUniform(const CgNode& type, const CgNode& declarator)
         boolUniforms_.insert(declarator.text);
     if (cgType == "samplerRECT")
         rectangleSamplers_.insert(declarator.text);
+    if (declarator.semantic.rfind("state.", 0) == 0) {
+        const CgGLState::Binding binding = CgGLState::of(declarator.semantic.substr(6));
+        if (binding.glsl.empty())
+            errors_.push_back({declarator.line, "unknown OpenGL state '" + declarator.semantic + "'"});
+        stateUniforms_[name(declarator.text)] = binding.glsl;
+    }
     const bool written = std::find(writtenUniforms_.begin(), writtenUniforms_.end(), declarator.text) !=
                          writtenUniforms_.end();
     put(declarator.line, "uniform " + (asInt.empty() ? hlslType : asInt) + " " +
@@ -540,10 +582,18 @@ void CgHlslWriter::writeExpression(const CgNode& expression)
         put(line_, ")");
         break;
     case CgNode::eMember:
+        if (const auto state = statePathNames_.find(statePath(expression)); state != statePathNames_.end()) {
+            put(expression.line, state->second);
+            break;
+        }
         writeExpression(children[0]);
         put(expression.line, "." + name(expression.text));
         break;
     case CgNode::eIndex:
+        if (const auto state = statePathNames_.find(statePath(expression)); state != statePathNames_.end()) {
+            put(expression.line, state->second);
+            break;
+        }
         writeExpression(children[0]);
         put(expression.line, "[");
         writeExpression(children[1]);

@@ -19,6 +19,8 @@
 // - A uniform that the code assigns gets a writable copy, filled from the
 //   uniform at the entry's start; writtenUniforms() lists them.
 // - For GLSL 1.20, bool uniforms are declared int (boolUniforms()).
+// - OpenGL state that the code reads (glstate.matrix.mvp, a uniform with the
+//   semantic state.light[0].diffuse) is a uniform listed in stateUniforms().
 // - Only the functions the entry reaches are written; an assembly block in
 //   one of them is an error.
 //
@@ -46,6 +48,9 @@ public:
     const std::set<std::string>& rectangleSamplers() const { return rectangleSamplers_; }
     const std::vector<std::string>& writtenUniforms() const { return writtenUniforms_; }
     const std::set<std::string>& boolUniforms() const { return boolUniforms_; }
+    // Uniforms that stand for OpenGL state (glstate.matrix.mvp, or a
+    // semantic such as state.matrix.mvp): HLSL name to the GLSL that reads it.
+    const std::map<std::string, std::string>& stateUniforms() const { return stateUniforms_; }
 
     // The HLSL name of a Cg name.
     static std::string hlslName(const std::string& cgName);
@@ -57,6 +62,7 @@ private:
     void findEntry();
     void findReachableFunctions();
     void findWrittenUniforms();
+    std::string statePath(const CgNode& expression) const;
 
     void writeItem(const CgNode& item);
     void writeEntryGlobals();
@@ -84,6 +90,7 @@ private:
     std::set<std::string> reachable_;
     std::set<std::string> uniforms_; // Cg names of the uniforms, the entry's included
     std::string entryPrologue_;
+    std::string stateDeclarations_;
 
     std::string text_;
     int line_ = 1;
@@ -94,4 +101,6 @@ private:
     std::set<std::string> rectangleSamplers_;
     std::vector<std::string> writtenUniforms_;
     std::set<std::string> boolUniforms_;
+    std::map<std::string, std::string> stateUniforms_;
+    std::map<std::string, std::string> statePathNames_; // "matrix.mvp" to its uniform's name
 };

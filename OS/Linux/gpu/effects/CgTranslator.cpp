@@ -325,6 +325,12 @@ bool rewireGlsl(std::string& glsl, const CgHlslWriter& rewrite, CgTranslator::eS
                     access[name] = type + "(" + uniformName(name) + ")";
                     type = type.size() == 3 || type.size() == 4 ? "bool" : "b" + type.substr(1);
                 }
+                const auto state = rewrite.stateUniforms().find(name);
+                if (state != rewrite.stateUniforms().end()) {
+                    result += type + " " + uniformName(name) + ";\n";
+                    prologue += "    " + uniformName(name) + " = " + state->second + ";\n";
+                    continue;
+                }
                 result += "uniform " + type + " " + uniformName(name) + member.substr(nameEnd) + "\n";
             }
             continue;
