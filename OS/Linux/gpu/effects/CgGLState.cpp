@@ -14,7 +14,7 @@ std::vector<std::string> partsOf(const std::string& path)
         if (c == '.' || c == '[') {
             if (!part.empty())
                 parts.push_back(part);
-            part = c == '[' ? "[" : "";
+            part.assign(c == '[' ? 1 : 0, '[');
         } else if (c == ']') {
             parts.push_back(part + "]");
             part.clear();

@@ -379,7 +379,7 @@ std::string CgHlslWriter::arraySuffix(const CgNode& declarator)
             suffix += "[]";
             continue;
         }
-        suffix += "[" + detachedText(child.children[0]) + "]";
+        suffix.append("[").append(detachedText(child.children[0])).append("]");
     }
     return suffix;
 }

@@ -97,7 +97,7 @@ private:
     {
         if (accept(punctuator))
             return true;
-        fail("'" + std::string(punctuator) + "' expected");
+        fail(std::string("'").append(punctuator).append("' expected"));
         return false;
     }
     std::string name()
@@ -165,7 +165,7 @@ private:
         int depth = 0;
         do {
             if (atEnd()) {
-                fail("'" + std::string(close) + "' expected");
+                fail(std::string("'").append(close).append("' expected"));
                 return;
             }
             depth += peek().is(open) ? 1 : peek().is(close) ? -1 : 0;
@@ -324,10 +324,10 @@ private:
             }
             while (ok() && (peek().is(".") || peek().is("["))) {
                 if (accept(".")) {
-                    semantic += "." + name();
+                    semantic.append(".").append(name());
                 } else {
                     skip();
-                    semantic += "[" + text() + "]";
+                    semantic.append("[").append(text()).append("]");
                     skip();
                     expect("]");
                 }

@@ -9,6 +9,7 @@
 #include <glslang/Public/ResourceLimits.h>
 #include <glslang/Public/ShaderLang.h>
 #include <glslang/SPIRV/GlslangToSpv.h>
+#include <spirv-tools/optimizer.hpp>
 #include <spirv_cross_c.h>
 
 #include <algorithm>
@@ -89,6 +90,83 @@ void addGlslangLog(const std::string& log, int fallbackLine, Listing& listing)
         listing.add(fallbackLine, "compilation failed");
 }
 
+// Whether a function's variable or parameter holds a sampler, alone or in a
+// structure or array: GLSL has no such locals, and only then must the SPIR-V
+// be legalised.
+bool holdsOpaqueLocals(const std::vector<unsigned int>& spirv)
+{
+    enum : unsigned { opTypeImage = 25, opTypeSampler = 26, opTypeSampledImage = 27, opTypeArray = 28,
+                      opTypeRuntimeArray = 29, opTypeStruct = 30, opTypePointer = 32, opFunctionParameter = 55,
+                      opVariable = 59, storageFunction = 7 };
+    std::set<unsigned> opaque;
+    std::set<unsigned> localPointers;
+    for (std::size_t at = 5; at < spirv.size();) {
+        const unsigned opcode = spirv[at] & 0xffff;
+        const std::size_t count = spirv[at] >> 16;
+        if (count == 0 || at + count > spirv.size())
+            return true;
+        const unsigned* operands = &spirv[at + 1];
+        switch (opcode) {
+        case opTypeImage:
+        case opTypeSampler:
+        case opTypeSampledImage:
+            opaque.insert(operands[0]);
+            break;
+        case opTypeArray:
+        case opTypeRuntimeArray:
+        case opTypeStruct:
+            for (std::size_t member = 1; member < count - 1; ++member)
+                if (opaque.count(operands[member]) && (opcode == opTypeStruct || member == 1))
+                    opaque.insert(operands[0]);
+            break;
+        case opTypePointer:
+            if (count == 4 && operands[1] == storageFunction && opaque.count(operands[2]))
+                localPointers.insert(operands[0]);
+            break;
+        case opVariable:
+        case opFunctionParameter:
+            if (count >= 3 && localPointers.count(operands[0]))
+                return true;
+            break;
+        default:
+            break;
+        }
+        at += count;
+    }
+    return false;
+}
+
+// What GLSL needs of such SPIR-V: functions inlined, structures and locals
+// taken apart, no local samplers left. The driver optimises the GLSL itself:
+// glslang's own optimiser would cost several times the rest of a translation.
+bool legalise(const std::vector<unsigned int>& unlegalised, std::vector<unsigned int>& spirv, Listing& listing)
+{
+    spvtools::Optimizer optimizer(SPV_ENV_UNIVERSAL_1_0);
+    std::string messages;
+    optimizer.SetMessageConsumer([&](spv_message_level_t level, const char*, const spv_position_t&, const char* message) {
+        if (level <= SPV_MSG_ERROR)
+            messages.append(message).append(" ");
+    });
+    optimizer.RegisterPass(spvtools::CreateWrapOpKillPass())
+        .RegisterPass(spvtools::CreateDeadBranchElimPass())
+        .RegisterPass(spvtools::CreateMergeReturnPass())
+        .RegisterPass(spvtools::CreateInlineExhaustivePass())
+        .RegisterPass(spvtools::CreateEliminateDeadFunctionsPass())
+        .RegisterPass(spvtools::CreateScalarReplacementPass())
+        .RegisterPass(spvtools::CreateLocalAccessChainConvertPass())
+        .RegisterPass(spvtools::CreateLocalSingleBlockLoadStoreElimPass())
+        .RegisterPass(spvtools::CreateLocalSingleStoreElimPass())
+        .RegisterPass(spvtools::CreateSSARewritePass())
+        .RegisterPass(spvtools::CreateAggressiveDCEPass())
+        .RegisterPass(spvtools::CreateCFGCleanupPass());
+    spvtools::OptimizerOptions optimizerOptions;
+    optimizerOptions.set_run_validator(false);
+    if (optimizer.Run(unlegalised.data(), unlegalised.size(), &spirv, optimizerOptions))
+        return true;
+    listing.add(1, "the SPIR-V could not be legalised: " + messages);
+    return false;
+}
+
 std::once_flag glslangStarted;
 // Serialises translations: glslang's process-wide tables and SPIRV-Cross are
 // not promised to be reentrant.
@@ -128,13 +206,18 @@ bool toSpirv(const CgHlslWriter& rewrite, const std::string& fileName, CgTransla
     }
     spv::SpvBuildLogger logger;
     glslang::SpvOptions options;
-    options.disableOptimizer = false;
-    glslang::GlslangToSpv(*program.getIntermediate(language), spirv, &logger, &options);
-    if (spirv.empty()) {
+    options.disableOptimizer = true;
+    std::vector<unsigned int> unlegalised;
+    glslang::GlslangToSpv(*program.getIntermediate(language), unlegalised, &logger, &options);
+    if (unlegalised.empty()) {
         listing.add(1, "no SPIR-V: " + logger.getAllMessages());
         return false;
     }
-    return true;
+    if (!holdsOpaqueLocals(unlegalised)) {
+        spirv = std::move(unlegalised);
+        return true;
+    }
+    return legalise(unlegalised, spirv, listing);
 }
 
 // Where the fixed-function stages keep what a semantic names: the expression
