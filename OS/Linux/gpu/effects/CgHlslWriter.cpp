@@ -400,6 +400,16 @@ void CgHlslWriter::writeDeclarator(const CgNode& declarator)
 void CgHlslWriter::writeFunction(const CgNode& function)
 {
     const bool isEntry = &function == entryFunction_;
+    // Overloads on half or fixed against float are one function once all are
+    // float: the first body stands for them all.
+    if (function.body()) {
+        std::string signature = function.text + "(";
+        for (const CgNode& parameter : function.children)
+            if (parameter.kind == CgNode::eParameter)
+                signature.append(typeText(parameter.children[0].text)).append(arraySuffix(parameter.children[1])).append(",");
+        if (!definedSignatures_.insert(signature).second && !isEntry)
+            return;
+    }
     if (isEntry)
         writeEntryGlobals();
     std::string qualifiers;

@@ -22,7 +22,8 @@
 // - OpenGL state that the code reads (glstate.matrix.mvp, a uniform with the
 //   semantic state.light[0].diffuse) is a uniform listed in stateUniforms().
 // - Only the functions the entry reaches are written; an assembly block in
-//   one of them is an error.
+//   one of them is an error. Of overloads that differ only in half or fixed
+//   against float, the first body is written.
 //
 // Every token stays on its source line, so glslang's line numbers are the
 // author's.
@@ -91,6 +92,7 @@ private:
     std::set<std::string> uniforms_; // Cg names of the uniforms, the entry's included
     std::string entryPrologue_;
     std::string stateDeclarations_;
+    std::set<std::string> definedSignatures_;
 
     std::string text_;
     int line_ = 1;

@@ -199,7 +199,7 @@ EffectCompilerProcess::EffectCompilerProcess(std::string compilerPath, std::stri
 
 const char* EffectCompilerProcess::translatorVersion()
 {
-    return "kvfxc 3: glslang HLSL DX9, SPIRV-Cross, GLSL 130 or 120 compatibility";
+    return "kvfxc 4: Cg syntax tree, glslang HLSL DX9 unoptimised, SPIRV-Cross, GLSL 130 or 120 compatibility";
 }
 
 std::string EffectCompilerProcess::defaultCompilerPath()
