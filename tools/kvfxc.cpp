@@ -28,13 +28,20 @@ const char kUsage[] =
     "usage: kvfxc [-D NAME=VALUE]... [--technique NAME] [--glsl 120|130] [--validate] FILE\n"
     "       kvfxc --serve\n"
     "Compiles a Cg effect file to GLSL and prints each technique's passes with their\n"
-    "GLSL, the parameters with their types, semantics and annotations, and the error\n"
-    "listing. Exits 0 when the file compiles, 1 when it does not, 2 on bad usage.\n"
+    "GLSL, the parameters with their types, semantics and annotations, and the\n"
+    "listing of errors and warnings. A technique with a shader that cannot be\n"
+    "translated (assembly, a profile the translator does not take, Cg it refuses)\n"
+    "is invalid and listed with its reason; the other techniques still compile.\n"
+    "Exits 0 when every technique translates, 3 when some technique is invalid but\n"
+    "another translates, 1 when the file does not load or no technique translates,\n"
+    "2 on bad usage.\n"
     "--glsl chooses the GLSL version written: 130 (the default), or 120 for drivers\n"
     "without GLSL 1.30.\n"
     "--validate also links every pass on this machine's OpenGL (surfaceless EGL) and\n"
-    "lists the driver's errors; it exits 0 only when every pass links, and 2 when no\n"
-    "OpenGL can be had.\n"
+    "lists each invalid technique with its reason, the driver's errors for those\n"
+    "that do not link. It exits 0 when every technique validates, 3 when the file\n"
+    "loads and at least one technique validates, 1 when the file does not load or\n"
+    "no technique validates, and 2 when no OpenGL can be had.\n"
     "--serve reads one request on standard input and writes one reply on standard\n"
     "output, for the library.\n";
 
@@ -136,7 +143,8 @@ void printModel(const EffectModel& model, const EffectCompilerProcess::Result& r
 }
 
 // The driver's messages go into the listing as errors on line 0: the GLSL's
-// lines are not the effect file's.
+// lines are not the effect file's. Techniques the compiler could not translate
+// had their reasons listed already.
 int validateTechniques(const EffectModel& model, const EffectCompilerProcess::Result& result,
                        const EffectCompilerProcess::Request& request)
 {
@@ -151,19 +159,24 @@ int validateTechniques(const EffectModel& model, const EffectCompilerProcess::Re
         return 1;
     }
     GLSLEffect& effect = *compilation.effect;
-    bool valid = true;
+    std::size_t valid = 0;
     for (std::size_t index = 0; index < effect.techniqueCount(); ++index) {
-        if (effect.validateTechnique(index))
+        const bool listed = effect.technique(index).validity == GLSLEffect::Technique::eValidity::invalid;
+        if (effect.validateTechnique(index)) {
+            ++valid;
             continue;
-        valid = false;
+        }
+        if (listed)
+            continue;
         std::istringstream lines(effect.technique(index).validationLog);
         for (std::string line; std::getline(lines, line);)
             std::cerr << request.name << "(0) : error: technique " << effect.technique(index).name << ", " << line
                       << "\n";
     }
+    const std::size_t asked = effect.techniqueCount();
     // The programs go while their context is still current.
     compilation.effect.reset();
-    return valid ? 0 : 1;
+    return valid == asked ? 0 : valid > 0 ? 3 : 1;
 }
 
 } // namespace
@@ -232,5 +245,8 @@ int main(int argc, char** argv)
     std::cerr << result.listing;
     if (!result.succeeded)
         return 1;
-    return validate ? validateTechniques(model, result, request) : 0;
+    if (validate)
+        return validateTechniques(model, result, request);
+    // A file that compiled has at least one technique translated.
+    return result.invalidTechniques.empty() ? 0 : 3;
 }

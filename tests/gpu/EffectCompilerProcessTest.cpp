@@ -99,6 +99,67 @@ TEST_F(EffectCompilerProcessTest, ErrorsComeBackWithTheirLines)
     EXPECT_TRUE(unknown.shaders.empty());
 }
 
+TEST_F(EffectCompilerProcessTest, InvalidTechniquesComeBackWithTheirReasonsAndFromTheCache)
+{
+    const std::string source = std::string(kGoodEffect) +
+                               "technique Old\n{\n    pass P\n    {\n        PixelShader = asm { ps_1_1 tex t0 };\n"
+                               "        Lighting = false;\n    }\n}\n";
+    const EffectCompilerProcess::Result first = compile(source);
+    ASSERT_TRUE(first.succeeded) << first.listing;
+    const std::string reason =
+        "test.fx(21) : error: technique Old, pass P: the pixel shader is assembly, which cannot be translated\n";
+    EXPECT_EQ(first.listing, "test.fx(22) : warning: render state 'Lighting' ignored\n" + reason);
+    ASSERT_EQ(first.invalidTechniques.size(), 1u);
+    EXPECT_EQ(first.invalidTechniques[0].index, 1u);
+    EXPECT_EQ(first.invalidTechniques[0].reason, reason);
+    ASSERT_EQ(first.shaders.size(), 1u);
+
+    const EffectCompilerProcess absent(cacheFolder + "no-kvfxc", cacheFolder);
+    const EffectCompilerProcess::Result again = absent.compile({"test.fx", "/tmp/", source, {}, {}});
+    EXPECT_TRUE(again.fromCache);
+    EXPECT_TRUE(again.succeeded);
+    EXPECT_EQ(again.listing, first.listing);
+    ASSERT_EQ(again.invalidTechniques.size(), 1u);
+    EXPECT_EQ(again.invalidTechniques[0].reason, reason);
+
+    // Asked for alone, the invalid technique fails the compile.
+    const EffectCompilerProcess compiler(KVFXC_PATH, cacheFolder, std::chrono::seconds(20));
+    const EffectCompilerProcess::Result alone = compiler.compile({"test.fx", "/tmp/", source, {}, "Old"});
+    EXPECT_FALSE(alone.succeeded);
+    EXPECT_TRUE(alone.shaders.empty());
+    EXPECT_NE(alone.listing.find(reason), std::string::npos) << alone.listing;
+}
+
+// Shader bindings written wrong, each alone in a one-technique file whose line 3 holds the binding.
+TEST_F(EffectCompilerProcessTest, MisusedShaderBindingsAreListedWithTheirLines)
+{
+    const struct
+    {
+        const char* binding;
+        const char* listing;
+    } cases[] = {
+        {"PixelShader = asm ;", "test.fx(3) : error: unexpected token ';'\n"},
+        {"PixelShader = asm { mov r0, ( };", "test.fx(4) : error: unexpected token '}'\n"},
+        {"PixelShader = asm { mov r0, t0 }", "test.fx(4) : error: unexpected token '}'\n"},
+        {"PixelShader = asm { mov r0, { t0", "test.fx(4) : error: unexpected end of file\n"},
+        {"VertexShader = asm { { } };",
+         "test.fx(3) : error: technique T, pass P: the vertex shader is assembly, which cannot be translated\n"},
+        {"PixelShader = compile ps_9_9 f();", "test.fx(3) : error: technique T, pass P: the profile 'ps_9_9' cannot be translated\n"},
+        {"PixelShader = compile vp40 f();", "test.fx(3) : error: technique T, pass P: the profile 'vp40' is not for pixel shaders\n"},
+        {"VertexShader = compile PS_2_0 f();",
+         "test.fx(3) : error: technique T, pass P: the profile 'PS_2_0' is not for vertex shaders\n"},
+    };
+    for (const auto& example : cases) {
+        SCOPED_TRACE(example.binding);
+        const EffectCompilerProcess::Result result = compile(
+            "float4 f() : COLOR { return 1; }\ntechnique T { pass P {\n" + std::string(example.binding) + "\n} }\n");
+        EXPECT_FALSE(result.succeeded);
+        EXPECT_EQ(result.listing, example.listing);
+        EXPECT_TRUE(result.shaders.empty());
+    }
+    expectNoChildLeft();
+}
+
 TEST_F(EffectCompilerProcessTest, CrashIsOneListingLineAndLeavesNoProcess)
 {
     const EffectCompilerProcess::Result result = compile(kGoodEffect, {{"KVFXC_TEST_ABORT", "1"}});
@@ -219,12 +280,16 @@ TEST(EffectCompilerProcess, RequestsAndRepliesSurviveTheirEncoding)
     EffectCompilerProcess::Result result;
     result.succeeded = true;
     result.shaders.push_back({"T", "P", CgTranslator::eStage::vertex, "main", "void main() {}\n"});
+    result.invalidTechniques.push_back({3, "a.fx(2) : error: technique U, pass P: why\n"});
     const std::string reply = EffectCompilerProcess::encodeReply(result);
     EffectCompilerProcess::Result back;
     ASSERT_TRUE(EffectCompilerProcess::decodeReply(reply, back));
     ASSERT_EQ(back.shaders.size(), 1u);
     EXPECT_EQ(back.shaders[0].stage, CgTranslator::eStage::vertex);
     EXPECT_EQ(back.shaders[0].glsl, "void main() {}\n");
+    ASSERT_EQ(back.invalidTechniques.size(), 1u);
+    EXPECT_EQ(back.invalidTechniques[0].index, 3u);
+    EXPECT_EQ(back.invalidTechniques[0].reason, result.invalidTechniques[0].reason);
     for (size_t cut = 0; cut < reply.size(); ++cut)
         EXPECT_FALSE(EffectCompilerProcess::decodeReply(reply.substr(0, cut), back)) << cut;
 }

@@ -1,4 +1,5 @@
 #include "GLSLEffect.h"
+#include "OpenGLRequired.h"
 #include "SurfacelessGL.h"
 
 #include <gtest/gtest.h>
@@ -111,6 +112,43 @@ float4 plain(float4 colour : COLOR0) : COLOR { return colour; }
 
 technique Broken { pass One { VertexProgram = compile vp40 lift(); FragmentProgram = compile fp40 shade(); } }
 technique Sound { pass One { FragmentProgram = compile fp40 plain(); } }
+)";
+
+// Direct3D's names for blending, culling and colour writes, beside states
+// that mean nothing here.
+const char kDirect3DStatesEffect[] = R"(float4 colour(float2 uv : TEXCOORD0) : COLOR { return float4(0.25, 0.5, 0.75, 0.5); }
+
+technique CullCounterClockwise { pass One { CullMode = CCW; PixelShader = compile ps_2_0 colour(); } }
+technique CullClockwise { pass One { CullMode = CW; Lighting = TRUE; PixelShader = compile ps_2_0 colour(); } }
+technique WriteRedAndAlpha { pass One { ColorWriteEnable = RED | ALPHA; PixelShader = compile ps_2_0 colour(); } }
+technique Multiply
+{
+    pass One
+    {
+        AlphaBlendEnable = TRUE; SrcBlend = DestColor; DestBlend = Zero; BlendOp = Add;
+        Texture[0] = <Nothing>;
+        PixelShader = compile ps_2_0 colour();
+    }
+}
+)";
+
+// One technique translates; each of the others has a shader the translator cannot take.
+const char kMixedEffect[] = R"(float4 plain(float4 colour : COLOR0) : COLOR { return colour; }
+
+
+technique Assembly
+{
+    pass P0
+    {
+        PixelShader = asm { ps_1_1 tex t0 mov r0, t0 };
+    }
+}
+technique Good { pass One { PixelShader = compile ps_3_0 plain(); } }
+technique Ancient { pass One { PixelShader = compile ps_1_4 plain(); } }
+technique Later { pass One { PixelShader = compile ps_4_0 plain(); } }
+technique Crossed { pass One { PixelShader = compile vs_3_0 plain(); } }
+technique Untranslatable { pass One { PixelShader = compile fp40 plain(1, 2); } }
+technique { pass { VertexShader = asm { vs_1_1 dcl_position v0 mov oPos, v0 }; PixelShader = compile fp40 plain(); } }
 )";
 
 const char kVertexAndPixelEffect[] = R"(float4 scale;
@@ -387,6 +425,104 @@ TEST_F(GLSLEffectTest, PassRenderStatesApplyWhileThePassRunsAndAreUndoneAfter)
     glClearColor(0, 0, 0, 0);
 }
 
+TEST_F(GLSLEffectTest, Direct3DNamedStatesTakeEffectWhileThePassRuns)
+{
+    const GLSLEffect::Compilation compilation = compile(kDirect3DStatesEffect);
+    ASSERT_NE(compilation.effect, nullptr) << compilation.listing;
+    EXPECT_EQ(compilation.listing, "test.fx(4) : warning: render state 'Lighting' ignored\n"
+                                   "test.fx(11) : warning: render state 'Texture[0]' ignored\n");
+    GLSLEffect& effect = *compilation.effect;
+    REQUIRE_OPENGL(openGL(), gl_->unavailableReason());
+
+    // The quad winds counter-clockwise; the target starts as the clear colour.
+    const Float4 clear{0.5f, 0.25f, 1.0f, 1.0f};
+    const struct
+    {
+        const char* technique;
+        Float4 expected;
+    } cases[] = {
+        {"CullCounterClockwise", clear},
+        {"CullClockwise", {0.25f, 0.5f, 0.75f, 0.5f}},
+        {"WriteRedAndAlpha", {0.25f, 0.25f, 1.0f, 0.5f}},
+        {"Multiply", {0.125f, 0.125f, 0.75f, 0.5f}},
+    };
+    glClearColor(clear[0], clear[1], clear[2], clear[3]);
+    for (const auto& example : cases) {
+        SCOPED_TRACE(example.technique);
+        std::size_t index = 0;
+        while (index < effect.techniqueCount() && effect.technique(index).name != example.technique)
+            ++index;
+        ASSERT_TRUE(effect.validateTechnique(index)) << effect.technique(index).validationLog;
+        glClear(GL_COLOR_BUFFER_BIT);
+        drawPass(*effect.technique(index).passes[0]);
+        EXPECT_TRUE(everyPixelIs(example.expected));
+        GLboolean writes[4] = {};
+        glGetBooleanv(GL_COLOR_WRITEMASK, writes);
+        EXPECT_TRUE(writes[0] && writes[1] && writes[2] && writes[3]);
+        EXPECT_FALSE(glIsEnabled(GL_CULL_FACE));
+        EXPECT_FALSE(glIsEnabled(GL_BLEND));
+    }
+    glClearColor(0, 0, 0, 0);
+}
+
+TEST_F(GLSLEffectTest, TechniquesThatCannotBeTranslatedAreInvalidWithTheirReasonAndTheOthersWork)
+{
+    const GLSLEffect::Compilation compilation = compile(kMixedEffect);
+    ASSERT_NE(compilation.effect, nullptr) << compilation.listing;
+    GLSLEffect& effect = *compilation.effect;
+    const struct
+    {
+        const char* technique;
+        const char* reason; // the start of it; empty for a technique that translates
+    } cases[] = {
+        {"Assembly", "test.fx(8) : error: technique Assembly, pass P0: the pixel shader is assembly, which cannot be "
+                     "translated\n"},
+        {"Good", ""},
+        {"Ancient", "test.fx(12) : error: technique Ancient, pass One: the profile 'ps_1_4' cannot be translated\n"},
+        {"Later", "test.fx(13) : error: technique Later, pass One: the profile 'ps_4_0' cannot be translated\n"},
+        {"Crossed", "test.fx(14) : error: technique Crossed, pass One: the profile 'vs_3_0' is not for pixel shaders\n"},
+        {"Untranslatable", "test.fx(1) : error: technique Untranslatable, pass One: "},
+        {"", "test.fx(16) : error: technique #7, pass #1: the vertex shader is assembly, which cannot be translated\n"},
+    };
+    ASSERT_EQ(effect.techniqueCount(), std::size(cases));
+    for (std::size_t index = 0; index < std::size(cases); ++index) {
+        const GLSLEffect::Technique& technique = effect.technique(index);
+        const std::string reason = cases[index].reason;
+        SCOPED_TRACE(technique.name);
+        EXPECT_EQ(technique.name, cases[index].technique);
+        if (reason.empty()) {
+            EXPECT_EQ(technique.validity, GLSLEffect::Technique::eValidity::unknown);
+            continue;
+        }
+        EXPECT_EQ(technique.validity, GLSLEffect::Technique::eValidity::invalid);
+        EXPECT_EQ(technique.validationLog.rfind(reason, 0), 0u) << technique.validationLog;
+        EXPECT_NE(compilation.listing.find(technique.validationLog), std::string::npos) << compilation.listing;
+        // Invalid without a context: nothing is linked.
+        EXPECT_FALSE(effect.validateTechnique(index));
+        EXPECT_FALSE(technique.passes[0]->linked());
+    }
+
+    REQUIRE_OPENGL(openGL(), gl_->unavailableReason());
+    ASSERT_TRUE(effect.validateTechnique(1)) << effect.technique(1).validationLog;
+    SurfacelessGL::Corner corner;
+    corner.colour = {0.75f, 0.5f, 0.25f, 1.0f};
+    drawPass(*effect.technique(1).passes[0], corner);
+    EXPECT_TRUE(everyPixelIs(corner.colour));
+}
+
+TEST_F(GLSLEffectTest, EffectWithNoTranslatableTechniqueFailsWithEveryReason)
+{
+    const GLSLEffect::Compilation compilation =
+        compile("float4 f() : COLOR { return 1; }\n"
+                "technique A { pass P { PixelShader = asm { ps_2_0 mov oC0, c0 }; } }\n"
+                "technique B {\n pass P { ZEnable = false; Lighting = true; PixelShader = compile ps_1_1 f(); } }\n");
+    EXPECT_EQ(compilation.effect, nullptr);
+    EXPECT_EQ(compilation.listing,
+              "test.fx(4) : warning: render state 'Lighting' ignored\n"
+              "test.fx(2) : error: technique A, pass P: the pixel shader is assembly, which cannot be translated\n"
+              "test.fx(4) : error: technique B, pass P: the profile 'ps_1_1' cannot be translated\n");
+}
+
 TEST_F(GLSLEffectTest, TechniqueThatDoesNotLinkIsInvalidAndTheOthersStayUsable)
 {
     const std::unique_ptr<GLSLEffect> effect = compiled(kUnlinkableEffect);
@@ -413,7 +549,7 @@ TEST_F(GLSLEffectTest, BadRenderStatesAndUnreadableFilesAreListedWithTheirLines)
         "float4 f() : COLOR { return 1; }\ntechnique T {\n pass P {\n  FogDensity = 2;\n  BlendFunc = int2(One, Sideways);\n"
         "  PixelShader = compile PROFILE f();\n }\n}\n");
     EXPECT_EQ(unknown.effect, nullptr);
-    EXPECT_EQ(unknown.listing, "test.fx(4) : error: unknown render state 'FogDensity'\n"
+    EXPECT_EQ(unknown.listing, "test.fx(4) : warning: render state 'FogDensity' ignored\n"
                                "test.fx(5) : error: the render state BlendFunc cannot take the value "
                                "'int2(One, Sideways)'\n");
 

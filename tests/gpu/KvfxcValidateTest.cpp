@@ -1,3 +1,5 @@
+#include "OpenGLRequired.h"
+
 #include <gtest/gtest.h>
 
 #include <glib.h>
@@ -71,6 +73,20 @@ technique Sound
 }
 )";
 
+// The first technique is assembly, the second translates.
+const char kHalfAssemblyEffect[] = R"(float4 plain(float4 colour : COLOR0) : COLOR { return colour; }
+
+technique Old
+{
+    pass P { PixelShader = asm { ps_1_1 mov r0, v0 }; }
+}
+technique New { pass P { Lighting = false; PixelShader = compile ps_2_0 plain(); } }
+)";
+
+const char kAssemblyOnlyEffect[] = R"(technique Old { pass P { PixelShader = asm { ps_1_1 mov r0, v0 }; } }
+technique Older { pass P { VertexShader = asm { vs_1_1 mov oPos, v0 }; } }
+)";
+
 struct Outcome
 {
     int exitCode = -1;
@@ -97,20 +113,25 @@ protected:
     }
 
     // Standard error only: the GLSL printed on standard output is not what is checked.
-    static Outcome validate(const std::string& path, const std::string& extraArguments = {})
+    static Outcome run(const std::string& arguments)
     {
-        const std::string command = "'" KVFXC_PATH "' --validate " + extraArguments + " '" + path + "' 2>&1 >/dev/null";
-        Outcome run;
+        const std::string command = "'" KVFXC_PATH "' " + arguments + " 2>&1 >/dev/null";
+        Outcome outcome;
         FILE* pipe = ::popen(command.c_str(), "r");
         if (pipe == nullptr)
-            return run;
+            return outcome;
         char buffer[4096];
         for (size_t got; (got = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;)
-            run.errors.append(buffer, got);
+            outcome.errors.append(buffer, got);
         const int status = ::pclose(pipe);
         if (WIFEXITED(status))
-            run.exitCode = WEXITSTATUS(status);
-        return run;
+            outcome.exitCode = WEXITSTATUS(status);
+        return outcome;
+    }
+
+    static Outcome validate(const std::string& path, const std::string& extraArguments = {})
+    {
+        return run("--validate " + extraArguments + " '" + path + "'");
     }
 
     static std::vector<std::string> lines(const std::string& text)
@@ -126,44 +147,34 @@ protected:
 };
 
 // A machine without OpenGL cannot say whether a pass links; kvfxc says so and exits 2.
-bool withoutOpenGL(const Outcome& run)
+bool withOpenGL(const Outcome& outcome)
 {
-    return run.exitCode == 2 && run.errors.find("kvfxc: cannot validate") != std::string::npos;
+    return outcome.exitCode != 2 || outcome.errors.find("kvfxc: cannot validate") == std::string::npos;
 }
 
-TEST_F(KvfxcValidateTest, EveryPassLinksAndExitsZero)
-{
-    const Outcome run = validate(write("good.fx", kGoodEffect));
-    if (withoutOpenGL(run))
-        GTEST_SKIP() << run.errors;
-    EXPECT_EQ(run.exitCode, 0) << run.errors;
-    EXPECT_EQ(run.errors, "");
-}
-
-TEST_F(KvfxcValidateTest, PassThatDoesNotLinkListsTheDriverMessagesAndExitsOne)
+TEST_F(KvfxcValidateTest, PassThatDoesNotLinkListsTheDriverMessagesAndExitsThree)
 {
     const std::string path = write("mismatch.fx", kMismatchedEffect);
-    const Outcome run = validate(path);
-    if (withoutOpenGL(run))
-        GTEST_SKIP() << run.errors;
-    EXPECT_EQ(run.exitCode, 1);
-    const std::vector<std::string> listed = lines(run.errors);
+    const Outcome outcome = validate(path);
+    REQUIRE_OPENGL(withOpenGL(outcome), outcome.errors);
+    // The other technique validates.
+    EXPECT_EQ(outcome.exitCode, 3);
+    const std::vector<std::string> listed = lines(outcome.errors);
     ASSERT_FALSE(listed.empty());
     const std::string prefix = path + "(0) : error: technique Broken, pass Both: ";
     for (const std::string& line : listed) {
         EXPECT_EQ(line.rfind(prefix, 0), 0u) << line;
         EXPECT_GT(line.size(), prefix.size()) << line;
     }
-    EXPECT_NE(run.errors.find("gain"), std::string::npos) << run.errors;
+    EXPECT_NE(outcome.errors.find("gain"), std::string::npos) << outcome.errors;
 }
 
 TEST_F(KvfxcValidateTest, TechniqueOptionValidatesOnlyThatTechnique)
 {
-    const Outcome run = validate(write("mismatch.fx", kMismatchedEffect), "--technique Sound");
-    if (withoutOpenGL(run))
-        GTEST_SKIP() << run.errors;
-    EXPECT_EQ(run.exitCode, 0) << run.errors;
-    EXPECT_EQ(run.errors, "");
+    const Outcome outcome = validate(write("mismatch.fx", kMismatchedEffect), "--technique Sound");
+    REQUIRE_OPENGL(withOpenGL(outcome), outcome.errors);
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.errors;
+    EXPECT_EQ(outcome.errors, "");
 }
 
 TEST_F(KvfxcValidateTest, CompileErrorExitsOneBeforeAnyLinking)
@@ -171,10 +182,53 @@ TEST_F(KvfxcValidateTest, CompileErrorExitsOneBeforeAnyLinking)
     const std::string path =
         write("bad.fx", "float4 shade() : COLOR\n{\n    return missing;\n}\ntechnique T { pass P { FragmentProgram = "
                         "compile fp40 shade(); } }\n");
-    const Outcome run = validate(path);
-    EXPECT_EQ(run.exitCode, 1);
-    EXPECT_EQ(run.errors.rfind(path + "(3) : error: ", 0), 0u) << run.errors;
-    EXPECT_EQ(run.errors.find("(0) : error: technique "), std::string::npos) << run.errors;
+    const Outcome outcome = validate(path);
+    EXPECT_EQ(outcome.exitCode, 1);
+    EXPECT_EQ(outcome.errors.rfind(path + "(3) : error: ", 0), 0u) << outcome.errors;
+    EXPECT_EQ(outcome.errors.find("(0) : error: technique "), std::string::npos) << outcome.errors;
+}
+
+// Exit codes with and without linking: 0 when every technique is fine, 3 when
+// some are, 1 when none is or the file does not load, 2 on bad usage.
+TEST_F(KvfxcValidateTest, ExitCodeSaysWhetherEveryTechniqueSomeOrNoneIsFine)
+{
+    const std::string good = write("good.fx", kGoodEffect);
+    const std::string half = write("half.fx", kHalfAssemblyEffect);
+    const std::string assembly = write("assembly.fx", kAssemblyOnlyEffect);
+    const std::string mismatched = write("mismatch.fx", kMismatchedEffect);
+    const std::string broken = write("broken.fx", "technique T {\n");
+    const std::string halfReason =
+        half + "(5) : error: technique Old, pass P: the pixel shader is assembly, which cannot be translated\n";
+    const struct
+    {
+        std::string arguments;
+        int exitCode;
+        std::string errors; // the start of standard error
+    } cases[] = {
+        {"'" + good + "'", 0, ""},
+        {"'" + half + "'", 3, half + "(7) : warning: render state 'Lighting' ignored\n" + halfReason},
+        {"--technique New '" + half + "'", 0, half + "(7) : warning: render state 'Lighting' ignored\n"},
+        {"--technique Old '" + half + "'", 1, halfReason},
+        {"'" + assembly + "'", 1, assembly + "(1) : error: technique Old, pass P: the pixel shader is assembly"},
+        {"'" + mismatched + "'", 0, ""},
+        {"'" + broken + "'", 1, broken + "(1) : error: unexpected end of file\n"},
+        {"--glsl 999 '" + good + "'", 2, "kvfxc: --glsl takes 120 or 130, not 999\n"},
+        // Linking too: the invalid techniques are listed once, with their reasons.
+        {"--validate '" + good + "'", 0, ""},
+        {"--validate '" + half + "'", 3, half + "(7) : warning: render state 'Lighting' ignored\n" + halfReason},
+        {"--validate '" + assembly + "'", 1, assembly + "(1) : error: technique Old, pass P: the pixel shader is assembly"},
+        {"--validate '" + mismatched + "'", 3, mismatched + "(0) : error: technique Broken, pass Both: "},
+    };
+    for (const auto& example : cases) {
+        SCOPED_TRACE(example.arguments);
+        const Outcome outcome = run(example.arguments);
+        REQUIRE_OPENGL(withOpenGL(outcome), outcome.errors);
+        EXPECT_EQ(outcome.exitCode, example.exitCode) << outcome.errors;
+        if (example.errors.empty())
+            EXPECT_EQ(outcome.errors, "");
+        else
+            EXPECT_EQ(outcome.errors.rfind(example.errors, 0), 0u) << outcome.errors;
+    }
 }
 
 } // namespace

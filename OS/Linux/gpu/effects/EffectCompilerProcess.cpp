@@ -13,9 +13,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <climits>
 #include <cstring>
+#include <iterator>
+#include <map>
 #include <thread>
 
 extern char** environ;
@@ -27,6 +31,12 @@ using Clock = std::chrono::steady_clock;
 // Our own marker for the translator's file name, mapped back to the effect's
 // files and lines before anyone sees the listing.
 const std::string kCgName = "kvfxc-cg";
+
+// Digits that std::stoul reads without overflow.
+bool isNumber(const std::string& digits)
+{
+    return !digits.empty() && digits.size() <= 10 && digits.find_first_not_of("0123456789") == std::string::npos;
+}
 
 class Records
 {
@@ -58,7 +68,7 @@ public:
             return false;
         key = bytes_.substr(at_, space - at_);
         const std::string digits = bytes_.substr(space + 1, newline - space - 1);
-        if (digits.empty() || digits.size() > 10 || digits.find_first_not_of("0123456789") != std::string::npos)
+        if (!isNumber(digits))
             return false;
         const size_t length = std::stoul(digits);
         if (length > bytes_.size() - newline - 1 || bytes_.size() - newline - 1 - length < 1 ||
@@ -118,9 +128,9 @@ CgSource cgSourceOf(const EffectModel& model)
 }
 
 // The translator's listing with its lines moved back to the effect's files.
-std::string effectLines(const std::string& listing, const CgSource& source, const EffectLocation& fallback)
+std::vector<EffectError> effectLines(const std::string& listing, const CgSource& source, const EffectLocation& fallback)
 {
-    std::string moved;
+    std::vector<EffectError> moved;
     size_t at = 0;
     while (at < listing.size()) {
         size_t end = listing.find('\n', at);
@@ -137,9 +147,75 @@ std::string effectLines(const std::string& listing, const CgSource& source, cons
                 location = source.lines[number - 1];
             message = line.substr(close + 11);
         }
-        moved += effectListing({{location, message}});
+        moved.emplace_back(location, message);
     }
     return moved;
+}
+
+// Where a message about one pass starts: the technique and pass by name, or by
+// their place when they have none.
+std::string passTitle(const EffectTechnique& technique, size_t techniqueIndex, const EffectPass& pass, size_t passIndex)
+{
+    const auto nameOr = [](const std::string& name, size_t index) {
+        return name.empty() ? "#" + std::to_string(index + 1) : name;
+    };
+    return "technique " + nameOr(technique.name, techniqueIndex) + ", pass " + nameOr(pass.name, passIndex) + ": ";
+}
+
+// Why the translator cannot take a binding's profile, or nothing when it can.
+// Cg's profiles and Direct3D's shader models 2 and 3 are Cg it translates;
+// the assembly-era models 1.x and those after Direct3D 9 are not.
+std::string profileRefusal(const std::string& profile, CgTranslator::eStage stage)
+{
+    enum class eFor { either, pixel, vertex };
+    static const std::map<std::string, eFor> profiles = [] {
+        std::map<std::string, eFor> byName;
+        // PROFILE is the macro for the profile, when the caller gives none.
+        for (const char* name : {"latest", "profile"})
+            byName[name] = eFor::either;
+        for (const char* name : {"arbfp1", "fp20", "fp30", "fp30unlimited", "fp40", "fp40unlimited", "gp4fp", "gp5fp",
+                                 "glslf", "hlslf", "ps_2_0", "ps_2_a", "ps_2_b", "ps_2_x", "ps_2_sw", "ps_3_0", "ps_3_sw"})
+            byName[name] = eFor::pixel;
+        for (const char* name : {"arbvp1", "vp20", "vp30", "vp40", "gp4vp", "gp5vp", "glslv", "hlslv", "vs_2_0",
+                                 "vs_2_a", "vs_2_x", "vs_2_sw", "vs_3_0", "vs_3_sw"})
+            byName[name] = eFor::vertex;
+        return byName;
+    }();
+    std::string lower = profile;
+    std::transform(lower.begin(), lower.end(), lower.begin(), [](unsigned char c) { return char(std::tolower(c)); });
+    const auto found = profiles.find(lower);
+    if (found == profiles.end())
+        return "the profile '" + profile + "' cannot be translated";
+    const eFor wanted = stage == CgTranslator::eStage::vertex ? eFor::vertex : eFor::pixel;
+    if (found->second != eFor::either && found->second != wanted)
+        return "the profile '" + profile + "' is not for " + (wanted == eFor::vertex ? "vertex" : "pixel") + " shaders";
+    return {};
+}
+
+CgTranslator::eStage stageOf(const EffectShaderBinding& binding)
+{
+    return binding.stage == EffectShaderBinding::eVertex ? CgTranslator::eStage::vertex : CgTranslator::eStage::pixel;
+}
+
+// A binding's GLSL, or why there is none: listing lines.
+std::vector<EffectError> translate(const EffectShaderBinding& binding, const CgSource& source, unsigned glslVersion,
+                                   std::string& glsl)
+{
+    const CgTranslator::eStage stage = stageOf(binding);
+    const std::string refusal =
+        binding.assembly ? std::string(stage == CgTranslator::eStage::vertex ? "the vertex" : "the pixel") +
+                               " shader is assembly, which cannot be translated"
+                         : profileRefusal(binding.profile, stage);
+    if (!refusal.empty())
+        return {EffectError(binding.location, refusal)};
+    CgTranslator::Translation translation =
+        CgTranslator::translate(kCgName, source.text, binding.entry, stage, binding.arguments, glslVersion);
+    if (!translation.succeeded)
+        return effectLines(translation.listing.empty() ? "the translator gave no message for " + binding.entry
+                                                       : translation.listing,
+                           source, binding.location);
+    glsl = std::move(translation.glsl);
+    return {};
 }
 
 EffectCompilerProcess::Result failure(const std::string& name, const std::string& message)
@@ -199,7 +275,8 @@ EffectCompilerProcess::EffectCompilerProcess(std::string compilerPath, std::stri
 
 const char* EffectCompilerProcess::translatorVersion()
 {
-    return "kvfxc 4: Cg syntax tree, glslang HLSL DX9 unoptimised, SPIRV-Cross, GLSL 130 or 120 compatibility";
+    return "kvfxc 5: Cg syntax tree, glslang HLSL DX9 unoptimised, SPIRV-Cross, GLSL 130 or 120 compatibility, "
+           "invalid techniques";
 }
 
 std::string EffectCompilerProcess::defaultCompilerPath()
@@ -266,13 +343,17 @@ bool EffectCompilerProcess::decodeRequest(const std::string& bytes, Request& req
 std::string EffectCompilerProcess::encodeReply(const Result& result)
 {
     Records records;
-    records.add("kvfxc-reply", "1");
+    records.add("kvfxc-reply", "2");
     for (const Shader& shader : result.shaders) {
         records.add("technique", shader.technique);
         records.add("pass", shader.pass);
         records.add("stage", shader.stage == CgTranslator::eStage::vertex ? "vertex" : "pixel");
         records.add("entry", shader.entry);
         records.add("glsl", shader.glsl);
+    }
+    for (const InvalidTechnique& invalid : result.invalidTechniques) {
+        records.add("invalid", std::to_string(invalid.index));
+        records.add("reason", invalid.reason);
     }
     records.add("succeeded", result.succeeded ? "1" : "0");
     records.add("listing", result.listing);
@@ -283,7 +364,7 @@ bool EffectCompilerProcess::decodeReply(const std::string& bytes, Result& result
 {
     RecordReader reader(bytes);
     std::string key, value;
-    if (!reader.next(key, value) || key != "kvfxc-reply" || value != "1")
+    if (!reader.next(key, value) || key != "kvfxc-reply" || value != "2")
         return false;
     Result decoded;
     bool sawStatus = false;
@@ -306,6 +387,10 @@ bool EffectCompilerProcess::decodeReply(const std::string& bytes, Result& result
             decoded.shaders.back().entry = value;
         else if (key == "glsl")
             decoded.shaders.back().glsl = value;
+        else if (key == "invalid" && isNumber(value))
+            decoded.invalidTechniques.push_back({std::stoul(value), {}});
+        else if (key == "reason" && !decoded.invalidTechniques.empty())
+            decoded.invalidTechniques.back().reason = value;
         else if (key == "succeeded" && (value == "1" || value == "0")) {
             decoded.succeeded = value == "1";
             sawStatus = true;
@@ -328,43 +413,51 @@ EffectCompilerProcess::Result EffectCompilerProcess::compileHere(const Request& 
         return result;
     }
     const CgSource source = cgSourceOf(model);
-    std::vector<EffectError> errors;
+    std::vector<EffectError> diagnostics; // of the file as a whole: errors fail it, warnings do not
+    std::vector<EffectError> reasons;     // of the invalid techniques
     bool found = request.technique.empty();
-    for (const EffectTechnique& technique : model.techniques) {
+    size_t translated = 0;
+    for (size_t index = 0; index < model.techniques.size(); ++index) {
+        const EffectTechnique& technique = model.techniques[index];
         if (!request.technique.empty() && technique.name != request.technique)
             continue;
         found = true;
-        for (const EffectPass& pass : technique.passes) {
+        std::vector<Shader> shaders;
+        std::vector<EffectError> refused;
+        for (size_t passIndex = 0; passIndex < technique.passes.size(); ++passIndex) {
+            const EffectPass& pass = technique.passes[passIndex];
             // Render states are read here too, so that a bad one fails the compile wherever it runs.
-            const EffectRenderStates states(pass.states, errors);
+            const EffectRenderStates states(pass.states, diagnostics);
+            // One reason is enough to make a technique invalid.
             for (const EffectShaderBinding& binding : pass.shaders) {
-                if (binding.entry.empty())
+                if (!refused.empty() || (binding.entry.empty() && !binding.assembly))
                     continue;
-                const CgTranslator::eStage stage = binding.stage == EffectShaderBinding::eVertex
-                                                       ? CgTranslator::eStage::vertex
-                                                       : CgTranslator::eStage::pixel;
-                const CgTranslator::Translation translation =
-                    CgTranslator::translate(kCgName, source.text, binding.entry, stage, binding.arguments,
-                                            request.glslVersion);
-                if (!translation.succeeded) {
-                    result.listing += effectLines(translation.listing.empty()
-                                                      ? "the translator gave no message for " + binding.entry
-                                                      : translation.listing,
-                                                  source, binding.location);
-                    continue;
-                }
-                result.shaders.push_back({technique.name, pass.name, stage, binding.entry, translation.glsl});
+                Shader shader{technique.name, pass.name, stageOf(binding), binding.entry, {}};
+                refused = translate(binding, source, request.glslVersion, shader.glsl);
+                for (EffectError& line : refused)
+                    line.message.insert(0, passTitle(technique, index, pass, passIndex));
+                if (refused.empty())
+                    shaders.push_back(std::move(shader));
             }
+        }
+        if (refused.empty()) {
+            ++translated;
+            std::move(shaders.begin(), shaders.end(), std::back_inserter(result.shaders));
+        } else {
+            result.invalidTechniques.push_back({index, effectListing(refused)});
+            reasons.insert(reasons.end(), refused.begin(), refused.end());
         }
     }
     if (model.techniques.empty() || !found) {
         EffectError missing;
         missing.location = {request.name, 1};
         missing.message = model.techniques.empty() ? "the effect has no technique" : "no technique named " + request.technique;
-        errors.push_back(missing);
+        diagnostics.push_back(missing);
     }
-    result.listing += effectListing(errors);
-    result.succeeded = result.listing.empty();
+    const bool loads = std::none_of(diagnostics.begin(), diagnostics.end(),
+                                    [](const EffectError& line) { return line.severity == EffectError::eError; });
+    result.succeeded = loads && translated > 0;
+    result.listing = effectListing(diagnostics) + effectListing(reasons);
     return result;
 }
 

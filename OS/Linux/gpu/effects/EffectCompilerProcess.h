@@ -4,6 +4,7 @@
 #include "EffectParser.h"
 
 #include <chrono>
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -24,10 +25,15 @@
 //            "source", "technique" (empty for every technique), "glsl" (the
 //            GLSL version; a request without it asks for 130), then one
 //            "define" per definition holding "NAME=VALUE".
-//   reply:   "kvfxc-reply" "1", then per compiled shader "technique", "pass",
-//            "stage" ("pixel" or "vertex"), "entry", "glsl"; then "succeeded"
+//   reply:   "kvfxc-reply" "2", then per compiled shader "technique", "pass",
+//            "stage" ("pixel" or "vertex"), "entry", "glsl"; then per invalid
+//            technique "invalid" (its index) and "reason"; then "succeeded"
 //            ("1" or "0") and "listing".
 // The cache stores replies as they are; an entry that does not decode is a miss.
+//
+// A technique with a shader that cannot be translated (assembly, a profile the
+// translator does not take, Cg it refuses) is invalid, and its reason is
+// listed; the file still compiles when another technique translates.
 //
 // compile() blocks its caller for at most the timeout; it is safe to call from
 // several threads at once, each call runs its own process.
@@ -53,11 +59,21 @@ public:
         std::string glsl;
     };
 
+    struct InvalidTechnique
+    {
+        std::size_t index = 0; // among all the file's techniques, in file order
+        std::string reason;    // lines "file(line) : error: technique T, pass P: message"
+    };
+
     struct Result
     {
+        // False when the file does not load or no technique asked for translates.
         bool succeeded = false;
-        std::string listing; // lines "file(line) : error: message"
-        std::vector<Shader> shaders;
+        // Every error, invalid technique's reason and warning: lines
+        // "file(line) : error: message" and "file(line) : warning: message".
+        std::string listing;
+        std::vector<Shader> shaders; // of the valid techniques
+        std::vector<InvalidTechnique> invalidTechniques;
         bool fromCache = false;
     };
 

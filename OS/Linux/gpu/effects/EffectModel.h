@@ -22,25 +22,32 @@ struct EffectLocation
     unsigned line = 0;
 };
 
+// A warning does not fail a compile: it tells the author that something in
+// the file was accepted and ignored.
 struct EffectError
 {
+    enum eSeverity { eError, eWarning };
+
     EffectError() = default;
-    EffectError(EffectLocation location, std::string message)
-        : location(std::move(location)), message(std::move(message))
+    EffectError(EffectLocation location, std::string message, eSeverity severity = eError)
+        : location(std::move(location)), message(std::move(message)), severity(severity)
     {
     }
 
     EffectLocation location;
     std::string message;
+    eSeverity severity = eError;
 };
 
 // The compiler's listing: one line per error, "file(line) : error: message",
-// the form the effect loader cuts back into line and message.
+// or per warning, "file(line) : warning: message", the form the effect loader
+// cuts back into line and message.
 inline std::string effectListing(const std::vector<EffectError>& errors)
 {
     std::string listing;
     for (const EffectError& error : errors)
-        listing += error.location.file + "(" + std::to_string(error.location.line) + ") : error: " + error.message + "\n";
+        listing += error.location.file + "(" + std::to_string(error.location.line) +
+                   (error.severity == EffectError::eWarning ? ") : warning: " : ") : error: ") + error.message + "\n";
     return listing;
 }
 
@@ -180,6 +187,7 @@ struct EffectShaderBinding
     std::string profile;
     std::string entry;                  // empty for "= NULL"
     std::vector<std::string> arguments; // bound uniform arguments, as written
+    bool assembly = false;              // "= asm { ... }", kept as no text
     EffectLocation location;
 };
 

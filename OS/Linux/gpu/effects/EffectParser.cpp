@@ -587,6 +587,15 @@ namespace
                 binding.location = location;
                 if (peek().isWord("NULL") || peek().isWord("null")) {
                     advance();
+                } else if (peek().isWord("asm")) {
+                    // Nothing reads assembly: the braces are stepped over so that
+                    // the rest of the file still loads.
+                    advance();
+                    binding.assembly = true;
+                    if (expect("{")) {
+                        skipTo({"}"});
+                        expect("}");
+                    }
                 } else if (peek().isWord("compile")) {
                     advance();
                     binding.profile = expectName();

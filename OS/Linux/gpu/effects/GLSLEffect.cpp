@@ -77,18 +77,25 @@ GLSLEffect::Compilation GLSLEffect::fromCompiled(const EffectModel& model, const
 
     CgEntryUniforms::appendTo(model, effect->parameters_);
 
-    // The compiler answers with the shaders in the order the techniques bind them.
+    // The compiler answers with the shaders of the valid techniques, in the order they bind them.
     auto shader = compiled.shaders.begin();
-    for (const EffectTechnique& technique : model.techniques) {
+    for (std::size_t index = 0; index < model.techniques.size(); ++index) {
+        const EffectTechnique& technique = model.techniques[index];
         if (!onlyTechnique.empty() && technique.name != onlyTechnique)
             continue;
         auto built = std::make_unique<Technique>();
         built->name = technique.name;
         built->annotations = technique.annotations;
+        const auto invalid = std::find_if(compiled.invalidTechniques.begin(), compiled.invalidTechniques.end(),
+                                          [&](const auto& refused) { return refused.index == index; });
+        if (invalid != compiled.invalidTechniques.end()) {
+            built->validity = Technique::eValidity::invalid;
+            built->validationLog = invalid->reason;
+        }
         for (const EffectPass& pass : technique.passes) {
             std::string glsl[2];
             for (const EffectShaderBinding& binding : pass.shaders) {
-                if (binding.entry.empty())
+                if (binding.entry.empty() || built->validity == Technique::eValidity::invalid)
                     continue;
                 const CgTranslator::eStage stage = binding.stage == EffectShaderBinding::eVertex
                                                        ? CgTranslator::eStage::vertex
@@ -105,12 +112,17 @@ GLSLEffect::Compilation GLSLEffect::fromCompiled(const EffectModel& model, const
         }
         effect->techniques_.push_back(std::move(built));
     }
+    // The passes' warnings are the compiler's again, and already in its listing.
+    errors.erase(std::remove_if(errors.begin(), errors.end(),
+                                [](const EffectError& error) { return error.severity == EffectError::eWarning; }),
+                 errors.end());
     if (!errors.empty()) {
         compilation.listing = effectListing(errors);
         return compilation;
     }
     effect->assignTextureUnits();
     compilation.effect = std::move(effect);
+    compilation.listing = compiled.listing;
     return compilation;
 }
 

@@ -17,10 +17,11 @@
 // samplers) in the order the file declares them.
 //
 // Compiling needs no OpenGL: the Cg functions are translated by the effect
-// compiler's process, and the effect constructs are read here. Validating a
-// technique links its passes on the current context; a technique that fails to
-// link, or reads more samplers than the context has texture units, is invalid
-// and stays so.
+// compiler's process, and the effect constructs are read here. A technique
+// whose shaders the compiler could not translate is invalid from the start.
+// Validating a technique links its passes on the current context; a technique
+// that fails to link, or reads more samplers than the context has texture
+// units, is invalid and stays so.
 //
 // Samplers get texture units in the order the passes first read them, technique
 // by technique, the same units in every pass.
@@ -35,13 +36,20 @@ public:
         EffectAnnotations annotations;
         std::vector<std::unique_ptr<GLSLEffectPass>> passes;
         eValidity validity = eValidity::unknown;
-        std::string validationLog; // when invalid, why: lines "pass <name>: <message>"
+        // When invalid, why: the compiler's lines "file(line) : error: message"
+        // when it could not translate the technique, otherwise lines
+        // "pass <name>: <message>".
+        std::string validationLog;
     };
 
     struct Compilation
     {
-        std::unique_ptr<GLSLEffect> effect; // null when the file does not compile
-        std::string listing;                // lines "file(line) : error: message"
+        // Null when the file does not load or none of its techniques translates.
+        std::unique_ptr<GLSLEffect> effect;
+        // Lines "file(line) : error: message" and "file(line) : warning: message":
+        // why the file does not compile, or the warnings and invalid techniques'
+        // reasons of a file that does.
+        std::string listing;
     };
 
     // The profile and the compiler definitions come in as macros. glslVersion
