@@ -1,4 +1,5 @@
 #include "GLSLEffect.h"
+#include "OpenGLRequired.h"
 #include "SurfacelessGL.h"
 
 #include <gtest/gtest.h>
@@ -149,8 +150,7 @@ protected:
     void SetUp() override
     {
         gl_ = std::make_unique<SurfacelessGL>(targetSize, targetSize);
-        if (!gl_->available())
-            GTEST_SKIP() << "no OpenGL to draw with: " << gl_->unavailableReason();
+        REQUIRE_OPENGL(gl_->available(), gl_->unavailableReason());
         char folderTemplate[] = "/tmp/kvfxc-draw-XXXXXX";
         ASSERT_NE(g_mkdtemp(folderTemplate), nullptr);
         cacheFolder_ = folderTemplate;

@@ -318,8 +318,7 @@ TEST_F(GLSLEffectTest, ParametersOfEveryTypeReachTheirUniformsWhenThePassUpdates
 {
     const std::unique_ptr<GLSLEffect> effect = compiled(kEveryTypeEffect);
     ASSERT_NE(effect, nullptr);
-    if (!openGL())
-        GTEST_SKIP() << "no OpenGL: " << gl_->unavailableReason();
+    REQUIRE_OPENGL(openGL(), gl_->unavailableReason());
     ASSERT_TRUE(effect->validateTechnique(0)) << effect->technique(0).validationLog;
 
     const float scale = 0.125f, pair[] = {0.0f, 0.25f}, triple[] = {0, 0, 0.375f}, quad[] = {0, 0, 0, 0.25f};
@@ -354,8 +353,7 @@ TEST_F(GLSLEffectTest, DefaultsReachTheUniformsUntilSomethingIsSet)
 {
     const std::unique_ptr<GLSLEffect> effect = compiled(kEveryTypeEffect);
     ASSERT_NE(effect, nullptr);
-    if (!openGL())
-        GTEST_SKIP() << "no OpenGL: " << gl_->unavailableReason();
+    REQUIRE_OPENGL(openGL(), gl_->unavailableReason());
     ASSERT_TRUE(effect->validateTechnique(1)) << effect->technique(1).validationLog;
     drawPass(*effect->technique(1).passes[0]);
     EXPECT_TRUE(everyPixelIs({0.75f, 0.5f, 0.75f, 1.0f}));
@@ -370,8 +368,7 @@ TEST_F(GLSLEffectTest, SamplersGetUnitsInOrderOfUseAndTheirAddressModes)
     EXPECT_EQ(later.unit(), 0);
     EXPECT_EQ(earlier.unit(), 1);
     EXPECT_EQ(GLSLEffect::textureEnum(earlier), GLenum(GL_TEXTURE1));
-    if (!openGL())
-        GTEST_SKIP() << "no OpenGL: " << gl_->unavailableReason();
+    REQUIRE_OPENGL(openGL(), gl_->unavailableReason());
     ASSERT_TRUE(effect->validateTechnique(0)) << effect->technique(0).validationLog;
 
     // Two texels side by side: black on the left, white on the right.
@@ -407,8 +404,7 @@ TEST_F(GLSLEffectTest, PassRenderStatesApplyWhileThePassRunsAndAreUndoneAfter)
 {
     const std::unique_ptr<GLSLEffect> effect = compiled(kBlendingEffect);
     ASSERT_NE(effect, nullptr);
-    if (!openGL())
-        GTEST_SKIP() << "no OpenGL: " << gl_->unavailableReason();
+    REQUIRE_OPENGL(openGL(), gl_->unavailableReason());
     ASSERT_TRUE(effect->validateTechnique(0));
     ASSERT_TRUE(effect->validateTechnique(1));
 
@@ -527,8 +523,7 @@ TEST_F(GLSLEffectTest, TechniqueThatDoesNotLinkIsInvalidAndTheOthersStayUsable)
 {
     const std::unique_ptr<GLSLEffect> effect = compiled(kUnlinkableEffect);
     ASSERT_NE(effect, nullptr);
-    if (!openGL())
-        GTEST_SKIP() << "no OpenGL: " << gl_->unavailableReason();
+    REQUIRE_OPENGL(openGL(), gl_->unavailableReason());
     EXPECT_FALSE(effect->validateTechnique(0));
     EXPECT_EQ(effect->technique(0).validity, GLSLEffect::Technique::eValidity::invalid);
     EXPECT_NE(effect->technique(0).validationLog.find("pass One: "), std::string::npos)
@@ -566,8 +561,7 @@ TEST_F(GLSLEffectTest, BadRenderStatesAndUnreadableFilesAreListedWithTheirLines)
 
 TEST_F(GLSLEffectTest, VertexAndPixelProgramsLinkAndDrawInEitherGlslVersion)
 {
-    if (!openGL())
-        GTEST_SKIP() << "no OpenGL: " << gl_->unavailableReason();
+    REQUIRE_OPENGL(openGL(), gl_->unavailableReason());
     for (const unsigned version : {120u, 130u}) {
         SCOPED_TRACE(version);
         const std::unique_ptr<GLSLEffect> effect = compiled(kVertexAndPixelEffect, version);

@@ -1,4 +1,5 @@
 #include "CgTranslator.h"
+#include "OpenGLRequired.h"
 #include "SurfacelessGL.h"
 
 #include <gtest/gtest.h>
@@ -31,8 +32,7 @@ protected:
     void SetUp() override
     {
         gl_ = std::make_unique<SurfacelessGL>(targetSize, targetSize);
-        if (!gl_->available())
-            GTEST_SKIP() << "no OpenGL to draw with: " << gl_->unavailableReason();
+        REQUIRE_OPENGL(gl_->available(), gl_->unavailableReason());
     }
 
     ::testing::AssertionResult use(const std::string& source, const std::vector<std::string>& arguments = {},
