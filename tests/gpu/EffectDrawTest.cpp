@@ -445,6 +445,11 @@ float4 g(float4 c) { return c * 0.5; }
 float4 main(float2 uv : TEXCOORD0) : COLOR { return float4(f(uv.x), f(uv), f(float3(uv, 0.75)), g(float4(0, 0, 0, 0.5)).a); }
 technique t { pass p { FragmentProgram = compile fp40 main(); } })",
      cornerWith({{0, {0.25f, 0.125f, 0.0f, 1.0f}}}), {0.5f, 0.375f, 0.75f, 0.5f}},
+    {"a global sampler and a Cg value bound by compile", R"(
+sampler2D Source;
+float4 main(float2 uv : TEXCOORD0, uniform sampler2D Source, uniform half4 tint) : COLOR { return tex2D(Source, uv) * tint; }
+technique t { pass p { FragmentProgram = compile fp40 main(Source, half4(1, 0.5, 1, 0.5x)); } })",
+     cornerWith({{0, {0.5f, 0.5f, 0.0f, 1.0f}}}), {0.8f, 0.2f, 0.2f, 0.5f}},
 };
 
 } // namespace

@@ -346,12 +346,36 @@ void CgHlslWriter::writeEntryGlobals()
             continue;
         const CgNode& declarator = parameter.children[1];
         if (bound < arguments_.size()) {
-            entryPrologue_ += typeText(parameter.children[0].text) + " " + name(declarator.text) +
-                              arraySuffix(declarator) + " = " + arguments_[bound++] + "; ";
+            bindArgument(parameter, arguments_[bound++]);
             continue;
         }
         writeUniform(parameter.children[0], declarator);
     }
+}
+
+// An argument that names a global (a sampler, most often) stands for the
+// parameter wherever the entry reads it; any other is a local holding its value.
+void CgHlslWriter::bindArgument(const CgNode& parameter, const std::string& argument)
+{
+    const CgNode& declarator = parameter.children[1];
+    const CgParser::Result parsed = CgParser::parse("int kvcg_argument = " + argument + ";");
+    const CgNode* value = nullptr;
+    if (!parsed.failed() && parsed.unit.children.size() == 1 && parsed.unit.children[0].children.size() == 2) {
+        const CgNode& bound = parsed.unit.children[0].children[1];
+        if (!bound.children.empty() && bound.children.back().kind == CgNode::eInitialiser)
+            value = &bound.children.back().children[0];
+    }
+    if (!value) {
+        errors_.push_back({entryFunction_->line, "the argument '" + argument + "' that compile binds to '" +
+                                                     declarator.text + "' is not an expression"});
+        return;
+    }
+    if (value->kind == CgNode::eName) {
+        boundNames_[declarator.text] = value->text;
+        return;
+    }
+    entryPrologue_ += typeText(parameter.children[0].text) + " " + name(declarator.text) + arraySuffix(declarator) +
+                      " = " + detachedText(*value) + "; ";
 }
 
 void CgHlslWriter::writeVariables(const CgNode& variables)
@@ -442,8 +466,10 @@ void CgHlslWriter::writeFunction(const CgNode& function)
     put(body->line, "{");
     if (isEntry)
         put(line_, entryPrologue_);
+    writingEntry_ = isEntry;
     for (const CgNode& statement : body->children)
         writeStatement(statement);
+    writingEntry_ = false;
     put(line_, "}");
 }
 
@@ -546,9 +572,11 @@ void CgHlslWriter::writeExpression(const CgNode& expression)
 {
     const std::vector<CgNode>& children = expression.children;
     switch (expression.kind) {
-    case CgNode::eName:
-        put(expression.line, name(expression.text));
+    case CgNode::eName: {
+        const auto bound = writingEntry_ ? boundNames_.find(expression.text) : boundNames_.end();
+        put(expression.line, name(bound == boundNames_.end() ? expression.text : bound->second));
         break;
+    }
     case CgNode::eLiteral:
         put(expression.line, literalText(expression.text));
         break;

@@ -14,8 +14,9 @@
 //   input...) get the prefix "kvcg_"; cgNames() maps them back.
 // - fixed and half are float; samplerRECT is sampler2D (rectangleSamplers()
 //   lists those uniforms, for the GLSL to sample them as rectangles).
-// - The entry's uniform parameters are globals, or locals holding the
-//   arguments that `compile` binds, in order.
+// - The entry's uniform parameters are globals; those that `compile` binds,
+//   in order, are the global the argument names (a sampler, say) or a local
+//   holding the argument's value.
 // - A uniform that the code assigns gets a writable copy, filled from the
 //   uniform at the entry's start; writtenUniforms() lists them.
 // - For GLSL 1.20, bool uniforms are declared int (boolUniforms()).
@@ -67,6 +68,7 @@ private:
 
     void writeItem(const CgNode& item);
     void writeEntryGlobals();
+    void bindArgument(const CgNode& parameter, const std::string& argument);
     void writeUniform(const CgNode& type, const CgNode& declarator);
     void writeVariables(const CgNode& variables);
     void writeDeclarator(const CgNode& declarator);
@@ -93,6 +95,8 @@ private:
     std::string entryPrologue_;
     std::string stateDeclarations_;
     std::set<std::string> definedSignatures_;
+    std::map<std::string, std::string> boundNames_; // entry parameter to the global that compile binds to it
+    bool writingEntry_ = false;
 
     std::string text_;
     int line_ = 1;
