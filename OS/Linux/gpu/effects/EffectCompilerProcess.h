@@ -23,7 +23,8 @@
 //   request: "kvfxc-request" "1", "name", "folder" (with its trailing "/"),
 //            "source", "technique" (empty for every technique), "glsl" (the
 //            GLSL version; a request without it asks for 130), then one
-//            "define" per definition holding "NAME=VALUE".
+//            "define" per definition holding "NAME=VALUE", and one "include"
+//            per include folder, in the order they are searched.
 //   reply:   "kvfxc-reply" "1", then per compiled shader "technique", "pass",
 //            "stage" ("pixel" or "vertex"), "entry", "glsl"; then "succeeded"
 //            ("1" or "0") and "listing".
@@ -42,6 +43,7 @@ public:
         EffectParser::Definitions definitions;
         std::string technique; // empty: every technique
         unsigned glslVersion = 130; // 130, or 120 for drivers without GLSL 1.30
+        std::vector<std::string> includeFolders = {}; // searched after folder
     };
 
     struct Shader
