@@ -440,6 +440,7 @@ TEST(EffectParser, MisusedConstructsFailWithTheirLine)
         {"string s = (\"a\";", "unexpected token ';'"},
         {"float f = \"text\";", "a string where a number is expected"},
         {"float a[n];", "invalid size of array 'a'"},
+        {"float a[256][256][2];", "invalid size of array 'a'"},
         {"sampler2D s = sampler_state { }, ;", "unexpected token ';'"},
         {"struct { float a; } v;", "a struct that declares variables needs a name"},
         {"struct S { float a;", "missing '}' closing struct 'S'"},

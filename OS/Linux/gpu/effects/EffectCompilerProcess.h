@@ -10,7 +10,8 @@
 // Compiles effect files to GLSL in a process of its own, kvfxc, so that a
 // translator that crashes or hangs on odd input costs a compile error, never
 // the editor. Translations are cached on disk: a second compile of the same
-// preprocessed source with the same definitions spawns nothing.
+// preprocessed source with the same definitions and include folders spawns
+// nothing.
 //
 // Finding kvfxc, unless the constructor is given its path: beside the code that
 // holds this class (the shared library, or a program linked with it), first

@@ -17,7 +17,7 @@ namespace
     // Bounds that turn hostile input into an error instead of a stack overflow
     // or an exhausted heap.
     constexpr int kMaxNesting = 256;
-    constexpr double kMaxArraySize = 65536;
+    constexpr double kMaxArrayElements = 65536;
 
     bool sameWord(std::string_view left, std::string_view right)
     {
@@ -691,8 +691,9 @@ namespace
                 parameter.type = type;
                 parameter.isConst = qualifiers.isConst;
                 parameter.isUniform = qualifiers.isUniform;
+                double elements = 1;
                 while (!failed && accept("["))
-                    parameter.arraySizes.push_back(arraySize(parameter.name));
+                    parameter.arraySizes.push_back(arraySize(parameter.name, elements));
                 if (accept(":"))
                     parameter.semantic = expectName();
                 if (peek().is("<"))
@@ -712,8 +713,9 @@ namespace
                                               written + " " + textBetween(declarators, endOfPrevious()), location});
         }
 
-        // After "[": the size, 0 for "[]".
-        unsigned arraySize(const std::string& name)
+        // After "[": the size, 0 for "[]". elements counts those of all the
+        // array's dimensions so far.
+        unsigned arraySize(const std::string& name, double& elements)
         {
             if (accept("]"))
                 return 0;
@@ -721,8 +723,10 @@ namespace
             const Constant size = expression();
             if (failed)
                 return 0;
+            if (size.known && size.numbers.size() == 1)
+                elements *= size.numbers[0];
             if (!size.known || !size.integral || size.numbers.size() != 1 || size.numbers[0] < 1 ||
-                size.numbers[0] > kMaxArraySize) {
+                elements > kMaxArrayElements) {
                 fail(first, "invalid size of array '" + name + "'");
                 return 0;
             }
