@@ -25,7 +25,7 @@
 namespace {
 
 const char kUsage[] =
-    "usage: kvfxc [-D NAME=VALUE]... [--technique NAME] [--glsl 120|130] [--validate] FILE\n"
+    "usage: kvfxc [-D NAME=VALUE]... [-I DIR]... [--technique NAME] [--glsl 120|130] [--validate] FILE\n"
     "       kvfxc --serve\n"
     "Compiles a Cg effect file to GLSL and prints each technique's passes with their\n"
     "GLSL, the parameters with their types, semantics and annotations, and the\n"
@@ -35,6 +35,8 @@ const char kUsage[] =
     "Exits 0 when every technique translates, 3 when some technique is invalid but\n"
     "another translates, 1 when the file does not load or no technique translates,\n"
     "2 on bad usage.\n"
+    "-I adds a folder where includes are looked for after the including file's own,\n"
+    "in the order given.\n"
     "--glsl chooses the GLSL version written: 130 (the default), or 120 for drivers\n"
     "without GLSL 1.30.\n"
     "--validate also links every pass on this machine's OpenGL (surfaceless EGL) and\n"
@@ -198,6 +200,14 @@ int main(int argc, char** argv)
             validate = true;
             continue;
         }
+        if (argument == "-I" && index + 1 < argc) {
+            request.includeFolders.push_back(argv[++index]);
+            continue;
+        }
+        if (argument.rfind("-I", 0) == 0 && argument.size() > 2) {
+            request.includeFolders.push_back(argument.substr(2));
+            continue;
+        }
         std::string definition;
         if (argument == "-D" && index + 1 < argc)
             definition = argv[++index];
@@ -239,7 +249,8 @@ int main(int argc, char** argv)
 
     const EffectCompilerProcess::Result result = EffectCompilerProcess::compileHere(request);
     const EffectModel model =
-        EffectParser::parseBuffer(request.source, request.name, request.folder, request.definitions);
+        EffectParser::parseBuffer(request.source, request.name, request.folder, request.definitions,
+                                  request.includeFolders);
     printModel(model, result, request.technique);
     std::cout << std::flush;
     std::cerr << result.listing;

@@ -12,6 +12,7 @@
 #include <filesystem>
 #include <memory>
 #include <sstream>
+#include <string>
 
 namespace {
 
@@ -30,12 +31,7 @@ const char kTextEffect[] =
 
 // The first pass writes into Scratch, the second reads it back: written in
 // reverse order in the file so that only the technique decides the order.
-const char kTwoPassEffect[] = R"(texture Input;
-sampler2D InputSampler = sampler_state { Texture = <Input>; AddressU = Clamp; AddressV = Clamp; };
-texture Scratch : RENDERCOLORTARGET;
-sampler2D ScratchSampler = sampler_state { Texture = <Scratch>; AddressU = Clamp; AddressV = Clamp; };
-float4 Gain = {1, 0.5, 0.25, 1};
-
+const char kTwoPassFunctions[] = R"(
 float4 finish(float2 uv : TEXCOORD0) : COLOR
 {
     float4 scratch = tex2D(ScratchSampler, uv);
@@ -46,14 +42,47 @@ float4 prepare(float2 uv : TEXCOORD0) : COLOR
 {
     return tex2D(InputSampler, uv) * Gain;
 }
+)";
 
+const std::string kTwoPassEffect = R"(texture Input;
+sampler2D InputSampler = sampler_state { Texture = <Input>; AddressU = Clamp; AddressV = Clamp; };
+texture Scratch : RENDERCOLORTARGET;
+sampler2D ScratchSampler = sampler_state { Texture = <Scratch>; AddressU = Clamp; AddressV = Clamp; };
+float4 Gain = {1, 0.5, 0.25, 1};
+)" + std::string(kTwoPassFunctions) + R"(
 technique TwoPass
 {
-    pass Prepare < string Script = "RenderColorTarget0=Scratch; Draw=Buffer;"; >
+    pass Prepare < string Script = "RenderColorTarget = Scratch; Draw=Buffer;"; >
     {
         PixelShader = compile PROFILE prepare();
     }
     pass Finish < string Script = "RenderColorTarget0=; Draw=Buffer;"; >
+    {
+        PixelShader = compile PROFILE finish();
+    }
+}
+)";
+
+// The same two passes as an FX Composer post-process effect writes them: an
+// effect script, a technique script with a loop, passes that clear and draw,
+// a render target described by annotations, declarations of several names.
+const std::string kScriptedTwoPassEffect = R"(float Script : STANDARDSGLOBAL < string ScriptClass = "scene";
+    string ScriptOrder = "postprocess"; string Script = "Technique=Technique?Main;"; > = 0.8;
+float4 ClearColour < string UIWidget = "color"; > = {0, 0, 0, 0};
+int Repeats = 1, Unused = 2 * 3;
+texture Input, Scratch : RENDERCOLORTARGET < float2 ViewPortRatio = {1.0, 1.0}; string Format = ("A8R8G8B8"); >;
+sampler2D InputSampler = sampler_state { Texture = <Input>; AddressU = Clamp; AddressV = Clamp; },
+          ScratchSampler = sampler_state { Texture = <Scratch>; AddressU = Clamp; AddressV = Clamp; };
+float4 Gain = float4(1, 1.0 / 2.0, 0.25, 1);
+)" + std::string(kTwoPassFunctions) + R"(
+technique Main < string Script = "RenderColorTarget0=; LoopByCount=Repeats; Pass=Prepare; LoopEnd=;"
+                                 "Pass=Finish; ScriptExternal=color;"; >
+{
+    pass Prepare < string Script = "RenderColorTarget0=Scratch;ClearSetColor=ClearColour;Clear=Color;Draw=Buffer;"; >
+    {
+        PixelShader = compile PROFILE prepare();
+    }
+    pass Finish < string Script = "RenderColorTarget = ; Draw = Buffer;"; >
     {
         PixelShader = compile PROFILE finish();
     }
@@ -123,22 +152,6 @@ std::array<SurfacelessGL::Corner, 4> texelForPixel(std::size_t unit)
 std::size_t firstByteOf(int x, int y)
 {
     return static_cast<std::size_t>(y * targetSize + x) * 4;
-}
-
-// The value of one key in a Script annotation such as "RenderColorTarget0=Scratch; Draw=Buffer;".
-std::string scriptValue(const std::string& script, const std::string& key)
-{
-    std::istringstream commands(script);
-    std::string command;
-    while (std::getline(commands, command, ';')) {
-        const std::size_t start = command.find_first_not_of(" \t\n");
-        if (start == std::string::npos)
-            continue;
-        const std::size_t equals = command.find('=', start);
-        if (equals != std::string::npos && command.substr(start, equals - start) == key)
-            return command.substr(equals + 1);
-    }
-    return {};
 }
 
 // Whole effect files compiled through kvfxc into effects whose passes draw a
@@ -225,6 +238,60 @@ protected:
         return bytes;
     }
 
+    // The technique's first pass draws into the texture its script names, the
+    // second reads that texture back and draws into the renderer's target.
+    void drawTwoPasses(const GLSLEffect::Technique& technique)
+    {
+        ASSERT_EQ(technique.passes.size(), 2u);
+        const GLSLEffectPass& prepare = *technique.passes[0];
+        const GLSLEffectPass& finish = *technique.passes[1];
+        EXPECT_EQ(prepare.name(), "Prepare");
+        EXPECT_EQ(prepare.renderColorTarget(), "Scratch");
+        const GLSLEffectParameter* target = effect_->renderTarget(prepare);
+        ASSERT_NE(target, nullptr);
+        EXPECT_EQ(target->name(), "Scratch");
+        EXPECT_EQ(target->kind(), GLSLEffectParameter::eKind::texture);
+        EXPECT_EQ(target->semantic(), "RENDERCOLORTARGET");
+        // An empty target sends the pass to the renderer's own target.
+        EXPECT_EQ(finish.renderColorTarget(), "");
+        EXPECT_EQ(effect_->renderTarget(finish), nullptr);
+
+        GLSLEffectParameter* targetSampler = nullptr;
+        GLSLEffectParameter* inputSampler = nullptr;
+        for (std::size_t index = 0; index < effect_->parameterCount(); ++index) {
+            GLSLEffectParameter& parameter = effect_->parameter(index);
+            if (parameter.kind() == GLSLEffectParameter::eKind::sampler)
+                (parameter.textureName() == target->name() ? targetSampler : inputSampler) = &parameter;
+        }
+        ASSERT_NE(targetSampler, nullptr);
+        ASSERT_NE(inputSampler, nullptr);
+        const std::vector<float> gain = effect_->findParameter("Gain")->floats();
+        ASSERT_EQ(gain, (std::vector<float>{1, 0.5f, 0.25f, 1}));
+
+        // Pass one, into the target texture.
+        const std::vector<std::uint8_t> input = distinctTexels();
+        inputSampler->setup(gl_->makeTexture(targetSize, targetSize, input));
+        drawPass(prepare, texelForPixel(0));
+        const std::vector<std::uint8_t> scratch = targetBytes();
+        for (std::size_t index = 0; index < scratch.size(); ++index)
+            ASSERT_LE(std::abs(int{scratch[index]} - int{byteOf(channel(input[index]) * gain[index % 4])}), 1)
+                << "first pass, byte " << index;
+
+        // Pass two, reading the target as the GPU left it.
+        targetSampler->setup(gl_->copyOfTarget());
+        drawPass(finish, texelForPixel(0));
+        for (int y = 0; y < targetSize; ++y) {
+            for (int x = 0; x < targetSize; ++x) {
+                const std::size_t first = firstByteOf(x, y);
+                const float red = channel(scratch[first]);
+                const float green = channel(scratch[first + 1]);
+                const float blue = channel(scratch[first + 2]);
+                const float alpha = channel(scratch[first + 3]);
+                EXPECT_TRUE(pixelIs(x, y, {blue, red * 0.5f, std::min(green + 0.25f, 1.0f), 1.0f - alpha * 0.5f}));
+            }
+        }
+    }
+
     std::unique_ptr<SurfacelessGL> gl_;
     std::string cacheFolder_;
     std::unique_ptr<GLSLEffect> effect_;
@@ -260,58 +327,24 @@ TEST_F(EffectDrawTest, TwoPassEffectDrawsItsFirstPassIntoTheTargetItsScriptNames
     ASSERT_TRUE(compile(kTwoPassEffect));
     const GLSLEffect::Technique* twoPass = technique("TwoPass");
     ASSERT_NE(twoPass, nullptr);
-    ASSERT_EQ(twoPass->passes.size(), 2u);
-    const GLSLEffectPass& prepare = *twoPass->passes[0];
-    const GLSLEffectPass& finish = *twoPass->passes[1];
-    EXPECT_EQ(prepare.name(), "Prepare");
+    drawTwoPasses(*twoPass);
+}
 
-    const EffectAnnotation* firstScript = findAnnotation(prepare.annotations(), "Script");
-    const EffectAnnotation* secondScript = findAnnotation(finish.annotations(), "Script");
-    ASSERT_NE(firstScript, nullptr);
-    ASSERT_NE(secondScript, nullptr);
-    const std::string targetName = scriptValue(firstScript->text, "RenderColorTarget0");
-    ASSERT_EQ(targetName, "Scratch");
-    // An empty target sends the pass to the renderer's own target.
-    EXPECT_EQ(scriptValue(secondScript->text, "RenderColorTarget0"), "");
-    const GLSLEffectParameter* target = effect_->findParameter(targetName);
-    ASSERT_NE(target, nullptr);
-    EXPECT_EQ(target->kind(), GLSLEffectParameter::eKind::texture);
-    EXPECT_EQ(target->semantic(), "RENDERCOLORTARGET");
+TEST_F(EffectDrawTest, ScriptedPostProcessEffectReadsBackAndDrawsItsPassesThroughItsTarget)
+{
+    ASSERT_TRUE(compile(kScriptedTwoPassEffect));
+    const GLSLEffect::Technique* main = technique("Main");
+    ASSERT_NE(main, nullptr);
+    std::string commands;
+    for (const EffectScriptCommand& command : main->script.commands)
+        commands += command.name + "=" + command.value + ";";
+    EXPECT_EQ(commands, "RenderColorTarget0=;LoopByCount=Repeats;Pass=Prepare;LoopEnd=;Pass=Finish;ScriptExternal=color;");
+    EXPECT_EQ(main->passes.at(0)->script().commands.size(), 4u);
+    EXPECT_EQ(effect_->findParameter("Script")->findAnnotation("ScriptOrder")->text, "postprocess");
+    EXPECT_EQ(effect_->findParameter("Scratch")->findAnnotation("Format")->text, "A8R8G8B8");
+    EXPECT_EQ(effect_->findParameter("Unused")->ints(), (std::vector<int>{6}));
 
-    GLSLEffectParameter* targetSampler = nullptr;
-    GLSLEffectParameter* inputSampler = nullptr;
-    for (std::size_t index = 0; index < effect_->parameterCount(); ++index) {
-        GLSLEffectParameter& parameter = effect_->parameter(index);
-        if (parameter.kind() == GLSLEffectParameter::eKind::sampler)
-            (parameter.textureName() == targetName ? targetSampler : inputSampler) = &parameter;
-    }
-    ASSERT_NE(targetSampler, nullptr);
-    ASSERT_NE(inputSampler, nullptr);
-    const std::vector<float> gain = effect_->findParameter("Gain")->floats();
-    ASSERT_EQ(gain.size(), 4u);
-
-    // Pass one, into the target texture.
-    const std::vector<std::uint8_t> input = distinctTexels();
-    inputSampler->setup(gl_->makeTexture(targetSize, targetSize, input));
-    drawPass(prepare, texelForPixel(0));
-    const std::vector<std::uint8_t> scratch = targetBytes();
-    for (std::size_t index = 0; index < scratch.size(); ++index)
-        ASSERT_LE(std::abs(int{scratch[index]} - int{byteOf(channel(input[index]) * gain[index % 4])}), 1)
-            << "first pass, byte " << index;
-
-    // Pass two, reading the target as the GPU left it.
-    targetSampler->setup(gl_->copyOfTarget());
-    drawPass(finish, texelForPixel(0));
-    for (int y = 0; y < targetSize; ++y) {
-        for (int x = 0; x < targetSize; ++x) {
-            const std::size_t first = firstByteOf(x, y);
-            const float red = channel(scratch[first]);
-            const float green = channel(scratch[first + 1]);
-            const float blue = channel(scratch[first + 2]);
-            const float alpha = channel(scratch[first + 3]);
-            EXPECT_TRUE(pixelIs(x, y, {blue, red * 0.5f, std::min(green + 0.25f, 1.0f), 1.0f - alpha * 0.5f}));
-        }
-    }
+    drawTwoPasses(*main);
 }
 
 TEST_F(EffectDrawTest, Color1ReadsTheSecondaryColour)

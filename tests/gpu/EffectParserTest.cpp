@@ -264,8 +264,203 @@ TEST(EffectParser, AMegabyteOfGarbageFailsQuickly)
 
 TEST(EffectParser, DeepNestingFailsWithoutExhaustingTheStack)
 {
-    const EffectModel brackets = parse("float a = " + std::string(200000, '(') + ";\n");
-    EXPECT_TRUE(brackets.failed());
     const EffectModel condition = parse("#if " + std::string(100000, '(') + "1\n#endif\n");
     EXPECT_TRUE(condition.failed());
+    for (const std::string unit : {"(", "{", "- ", "!", "(float)", "float4(", "1 ? 1 : "}) {
+        std::string value;
+        for (int count = 0; count < 10000; ++count)
+            value += unit;
+        const EffectModel model = parse("float a = " + value + "1;\n");
+        ASSERT_EQ(model.errors.size(), 1u) << unit;
+        EXPECT_EQ(model.errors[0].message, "expression nested too deeply") << unit;
+    }
+}
+
+TEST(EffectParser, SeveralDeclaratorsStructVariablesAndQualifiers)
+{
+    const EffectModel model = parse("int width = 64, height = 64, depth = 64;\n"
+                                    "float4 a : SEM = {1, 2, 3, 4},\n"
+                                    "       b;\n"
+                                    "texture first, second : RENDERCOLORTARGET;\n"
+                                    "sampler2D one = sampler_state { Texture = <first>; }, two = sampler_state {\n"
+                                    "    Texture = <second>; }, three;\n"
+                                    "static const float kA = 1, kB = 2;\n"
+                                    "struct Light { float3 direction; } sun, moon;\n"
+                                    "shared uniform extern volatile float4 tint;\n");
+    ASSERT_FALSE(model.failed()) << effectListing(model.errors);
+    std::vector<std::string> names;
+    for (const EffectParameter& declared : model.parameters)
+        names.push_back(declared.name + ":" + declared.type.name + "@" + std::to_string(declared.location.line));
+    EXPECT_EQ(names, (std::vector<std::string>{"width:int@1", "height:int@1", "depth:int@1", "a:float4@2",
+                                               "b:float4@3", "sun:Light@8", "moon:Light@8", "tint:float4@9"}));
+    EXPECT_EQ(parameter(model, "depth")->defaults, (std::vector<double>{64}));
+    EXPECT_EQ(parameter(model, "a")->semantic, "SEM");
+    EXPECT_TRUE(parameter(model, "b")->defaults.empty());
+    EXPECT_TRUE(parameter(model, "tint")->isUniform);
+    ASSERT_EQ(model.textures.size(), 2u);
+    EXPECT_EQ(model.textures[1].semantic, "RENDERCOLORTARGET");
+    ASSERT_EQ(model.samplers.size(), 3u);
+    EXPECT_EQ(model.samplers[1].texture, "second");
+    ASSERT_EQ(model.declarations.size(), 2u);
+    EXPECT_EQ(model.declarations[0].text, "static const float kA = 1, kB = 2;");
+    EXPECT_EQ(model.declarations[1].kind, EffectDeclaration::eStruct);
+    EXPECT_EQ(model.declarations[1].text, "struct Light { float3 direction; };");
+}
+
+TEST(EffectParser, DefaultsAreConstantExpressionsOrElseText)
+{
+    const struct
+    {
+        const char* source;
+        std::vector<double> defaults;
+    } cases[] = {
+        {"float v = 1.0/255.0;", {1.0 / 255.0}},
+        {"int v = 2*3+1;", {7}},
+        {"int v = 7/2 + 7 % 3;", {4}},
+        {"float v = 7/2.0;", {3.5}},
+        {"int v = 0x10 | 1 << 2;", {20}},
+        {"float v = 1 > 0 ? 0.25 : 0.75;", {0.25}},
+        {"float v = 1.5f + -(1h);", {0.5}},
+        {"#define STEP (1.0/4.0)\nfloat v = STEP * 2;", {0.5}},
+        {"float4 v = float4(1,0,0,1);", {1, 0, 0, 1}},
+        {"float4 v = { 1, 0, 0, 1, };", {1, 0, 0, 1}},
+        {"float4 v = (float4)0.5;", {0.5, 0.5, 0.5, 0.5}},
+        {"float3 v = float3(1, 2, 3) * 2 - 1;", {1, 3, 5}},
+        {"float2x2 v = {{1, 2}, {3, 4}};", {1, 2, 3, 4}},
+        {"float2x2 v = float2x2(float2(1, 2), 3, 4);", {1, 2, 3, 4}},
+        {"int2 v = int2(1.5, -2.5);", {1, -2}},
+        {"float2 v[2] = {{1, 2}, {3, 4}};", {1, 2, 3, 4}},
+        {"float v[2 * 2] = {1, 2, 3, 4};", {1, 2, 3, 4}},
+        {"bool v = true;", {1}},
+        {"bool v = 0;", {0}},
+        {"bool2 v = {5, false};", {1, 0}},
+        {"float4 v = amount * 2;", {}},
+        {"float4 v = length(float2(3, 4)) + tint.x;", {}},
+        {"string v = (\"A8R8G8B8\");", {}},
+    };
+    for (const auto& test : cases) {
+        const EffectModel model = parse(test.source);
+        ASSERT_FALSE(model.failed()) << test.source << ": " << effectListing(model.errors);
+        const EffectParameter& declared = model.parameters.at(0);
+        EXPECT_EQ(declared.defaults, test.defaults) << test.source;
+        // What cannot be evaluated stays as written.
+        const std::string source = test.source;
+        if (test.defaults.empty()) {
+            EXPECT_EQ(declared.defaultText, source.substr(source.find("= ") + 2, source.size() - source.find("= ") - 3));
+        }
+    }
+}
+
+TEST(EffectParser, AnnotationsOfEveryTypeIncludingTextureOnes)
+{
+    const EffectModel model = parse("texture Noise < string TextureType = \"VOLUME\"; string function = \"GenerateNoise\";\n"
+                                    "    int width = 64, height = 64, depth = 2 * 32; >;\n"
+                                    "texture Scene : RENDERCOLORTARGET < float2 ViewPortRatio = {1.0, 1.0};\n"
+                                    "    float2 Dimensions = {256, 256}; string Format = (\"A8R8G8B8\");\n"
+                                    "    bool Shown = 1; bool3 Mask = {true, 0, 1}; half Step = 1.0 / 4;\n"
+                                    "    int2 Size = int2(3.5, 4); >;\n");
+    ASSERT_FALSE(model.failed()) << effectListing(model.errors);
+    const struct
+    {
+        std::size_t texture;
+        const char* name;
+        EffectAnnotation::eType type;
+        std::vector<double> values;
+        const char* text;
+    } cases[] = {
+        {0, "TextureType", EffectAnnotation::eString, {}, "VOLUME"},
+        {0, "function", EffectAnnotation::eString, {}, "GenerateNoise"},
+        {0, "depth", EffectAnnotation::eInt, {64}, ""},
+        {1, "ViewPortRatio", EffectAnnotation::eFloat, {1, 1}, ""},
+        {1, "Dimensions", EffectAnnotation::eFloat, {256, 256}, ""},
+        {1, "Format", EffectAnnotation::eString, {}, "A8R8G8B8"},
+        {1, "Shown", EffectAnnotation::eBool, {1}, ""},
+        {1, "Mask", EffectAnnotation::eBool, {1, 0, 1}, ""},
+        {1, "Step", EffectAnnotation::eFloat, {0.25}, ""},
+        {1, "Size", EffectAnnotation::eInt, {3, 4}, ""},
+    };
+    for (const auto& test : cases) {
+        const EffectAnnotation* annotation = findAnnotation(model.textures.at(test.texture).annotations, test.name);
+        ASSERT_NE(annotation, nullptr) << test.name;
+        EXPECT_EQ(annotation->type, test.type) << test.name;
+        EXPECT_EQ(annotation->values, test.values) << test.name;
+        EXPECT_EQ(annotation->text, test.text) << test.name;
+    }
+    EXPECT_EQ(findAnnotation(model.textures[0].annotations, "depth")->location.line, 2u);
+}
+
+TEST(EffectParser, ScriptsOfTheEffectTechniquesAndPassesBecomeCommands)
+{
+    const EffectModel model = parse("float Script : STANDARDSGLOBAL < string Script = \"Technique=Technique?Main;\"; >;\n"
+                                    "texture Scene : RENDERCOLORTARGET;\n"
+                                    "int Repeats = 2;\n"
+                                    "technique Main < string Script =\n"
+                                    "    \"LoopByCount=Repeats;\"\n"
+                                    "    \"Pass=Blur;\"\n"
+                                    "    \"LoopEnd=; Pass = Show ; ScriptExternal=color;\"; >\n"
+                                    "{\n"
+                                    "    pass Blur < string Script = \"RenderColorTarget0=Scene; Clear=Color;\"\n"
+                                    "        \"Draw=Buffer;Custom=kept\"; > { }\n"
+                                    "    pass Show < string Script = \" renderColorTarget = ;  DRAW=geometry; ;\"; > { }\n"
+                                    "}\n");
+    ASSERT_FALSE(model.failed()) << effectListing(model.errors);
+    auto commands = [](const EffectScript& script) {
+        std::string found;
+        for (const EffectScriptCommand& command : script.commands)
+            found += command.name + "=" + command.value + "@" + std::to_string(command.location.line) + " ";
+        return found;
+    };
+    EXPECT_EQ(commands(model.script), "Technique=Technique?Main@1 ");
+    const EffectTechnique& technique = model.techniques.at(0);
+    EXPECT_EQ(commands(technique.script),
+              "LoopByCount=Repeats@5 Pass=Blur@6 LoopEnd=@7 Pass=Show@7 ScriptExternal=color@7 ");
+    EXPECT_EQ(findAnnotation(technique.annotations, "Script")->text,
+              "LoopByCount=Repeats;Pass=Blur;LoopEnd=; Pass = Show ; ScriptExternal=color;");
+    EXPECT_EQ(commands(technique.passes.at(0).script), "RenderColorTarget0=Scene@9 Clear=Color@9 Draw=Buffer@10 Custom=kept@10 ");
+    EXPECT_EQ(commands(technique.passes.at(1).script), "renderColorTarget=@11 DRAW=geometry@11 ");
+}
+
+TEST(EffectParser, MisusedConstructsFailWithTheirLine)
+{
+    const struct
+    {
+        const char* source;
+        const char* message;
+    } cases[] = {
+        {"float a = 1 +;", "unexpected token ';'"},
+        {"int a = 1, ;", "unexpected token ';'"},
+        {"float2 a = {1, 2, 3};", "'a' of type float2 takes 2 values, not 3"},
+        {"float2 a[] = {1, 2, 3};", "'a' of type float2[] takes a multiple of 2 values, not 3"},
+        {"float2 a = float3(1, 2);", "float3(...) takes 3 values, not 2"},
+        {"float a = {};", "empty initialiser list"},
+        {"int a = 5 % (2 - 2);", "division by zero"},
+        {"int a = 1 & 1.5;", "'&' takes integers"},
+        {"float a = 1e999;", "invalid number '1e999'"},
+        {"string s = 5;", "'s' of type string takes a string"},
+        {"string s = (\"a\";", "unexpected token ';'"},
+        {"float f = \"text\";", "a string where a number is expected"},
+        {"float a[n];", "invalid size of array 'a'"},
+        {"float a[256][256][2];", "invalid size of array 'a'"},
+        {"sampler2D s = sampler_state { }, ;", "unexpected token ';'"},
+        {"struct { float a; } v;", "a struct that declares variables needs a name"},
+        {"struct S { float a;", "missing '}' closing struct 'S'"},
+        {"float a < foo x = 1; >;", "invalid type 'foo' of an annotation"},
+        {"float a < float x = y; >;", "invalid value of annotation 'x'"},
+        {"float a < float2 x = {1, 2, 3}; >;", "'x' of type float2 takes 2 values, not 3"},
+        {"technique T < float Script = 1; > { pass P { } }", "the Script annotation must be a string"},
+        {"technique T < string Script = \"Pass\"; > { pass P { } }", "script command 'Pass' has no '='"},
+        {"technique T < string Script = \"=P;\"; > { pass P { } }", "script command '=P' has no name"},
+        {"technique T < string Script = \"Pass=Q;\"; > { pass P { } }", "technique 'T' has no pass 'Q'"},
+        {"technique T < string Script = \"LoopEnd=;\"; > { pass P { } }", "LoopEnd without LoopByCount"},
+        {"technique T < string Script = \"LoopByCount=3;\"; > { pass P { } }", "LoopByCount without LoopEnd"},
+        {"technique T < string Script = \"LoopByCount=few;LoopEnd=;\"; > { pass P { } }",
+         "LoopByCount takes a number or a parameter, not 'few'"},
+        {"technique T { pass P < string Script = \"RenderColorTarget0=absent;\"; > { } }",
+         "the render target 'absent' is not a texture of the effect"},
+        {"technique T { pass P < string Script = \"Draw=Sideways;\"; > { } }", "Draw takes Buffer or Geometry, not 'Sideways'"},
+    };
+    for (const auto& test : cases) {
+        const EffectModel model = parse(std::string("float first;\n\n") + test.source + "\n");
+        EXPECT_EQ(effectListing(model.errors), std::string("test.fx(3) : error: ") + test.message + "\n") << test.source;
+    }
 }

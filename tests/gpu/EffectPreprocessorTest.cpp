@@ -1,5 +1,6 @@
 #include "EffectPreprocessor.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <fstream>
 #include <gtest/gtest.h>
@@ -20,6 +21,15 @@ namespace
                 lines.push_back(line.substr(line.find_first_not_of(' ')));
         }
         return lines;
+    }
+
+    // Where the output line holding needle came from.
+    EffectLocation originOf(const EffectPreprocessor::Output& output, const std::string& needle)
+    {
+        const std::size_t at = output.text.find(needle);
+        if (at == std::string::npos)
+            return {"(not in the output)", 0};
+        return output.lines.at(std::size_t(std::count(output.text.begin(), output.text.begin() + std::ptrdiff_t(at), '\n')));
     }
 }
 
@@ -95,23 +105,14 @@ TEST_F(EffectPreprocessorTest, EveryOutputLineKnowsItsFileAndLine)
     write("common.fxh", "// helpers\nfloat helper;\n");
     const auto output = run("#include \"common.fxh\"\n/* a comment\n over lines */ float a;\nfloat b = 1 + \\\n 2;\nfloat c;\n");
     ASSERT_TRUE(output.errors.empty());
-    const std::vector<std::string> lines = solidLines(output.text);
     ASSERT_EQ(output.lines.size(), 6u);
-    const std::string text = output.text;
-    // Find each declaration's output line and check where it came from.
-    auto originOf = [&](const std::string& needle) {
-        std::size_t line = 0;
-        for (std::size_t at = 0; at < text.find(needle); ++at)
-            line += text[at] == '\n';
-        return output.lines[line];
-    };
-    EXPECT_EQ(originOf("helper").file, folder + "common.fxh");
-    EXPECT_EQ(originOf("helper").line, 2u);
-    EXPECT_EQ(originOf("float a").file, "test.fx");
-    EXPECT_EQ(originOf("float a").line, 3u);
-    EXPECT_EQ(originOf("float b").line, 4u);
-    EXPECT_EQ(originOf("float c").line, 6u);
-    EXPECT_NE(text.find("float b = 1 +  2;"), std::string::npos);
+    EXPECT_EQ(originOf(output, "helper").file, folder + "common.fxh");
+    EXPECT_EQ(originOf(output, "helper").line, 2u);
+    EXPECT_EQ(originOf(output, "float a").file, "test.fx");
+    EXPECT_EQ(originOf(output, "float a").line, 3u);
+    EXPECT_EQ(originOf(output, "float b").line, 4u);
+    EXPECT_EQ(originOf(output, "float c").line, 6u);
+    EXPECT_NE(output.text.find("float b = 1 +  2;"), std::string::npos);
 }
 
 TEST_F(EffectPreprocessorTest, IncludesAreFoundBesideTheIncludingFile)
@@ -161,4 +162,124 @@ TEST_F(EffectPreprocessorTest, ExplodingMacrosStopWithAnError)
     const auto output = run(source);
     ASSERT_FALSE(output.errors.empty());
     EXPECT_EQ(output.errors[0].location.line, 42u);
+}
+
+TEST_F(EffectPreprocessorTest, IncludesAreLookedForBesideTheFileThenInTheIncludeFoldersInOrder)
+{
+    std::system(("mkdir -p '" + folder + "first' '" + folder + "second' '" + folder + "lib'").c_str());
+    write("beside.fxh", "float beside;\n");
+    write("both.fxh", "float bothBeside;\n");
+    write("first/both.fxh", "float bothFirst;\n");
+    write("first/shared.fxh", "float sharedFirst;\n");
+    write("second/shared.fxh", "float sharedSecond;\n");
+    write("second/onlySecond.fxh", "float onlySecond;\n");
+    write("lib/deep.fxh", "float deep;\n");
+    // One folder without its trailing "/", one with it.
+    preprocessor.setIncludeFolders({folder + "first", "", folder + "second/"});
+
+    const struct
+    {
+        const char* directive;
+        const char* text;
+    } cases[] = {
+        {"#include <beside.fxh>", "float beside;"},
+        {"#include <both.fxh>", "float bothBeside;"},
+        {"#include \"shared.fxh\"", "float sharedFirst;"},
+        {"#include <onlySecond.fxh>", "float onlySecond;"},
+        {"#include \"F:\\effects\\include\\beside.fxh\"", "float beside;"},
+        {"#include <C:\\Program Files\\FX\\onlySecond.fxh>", "float onlySecond;"},
+        {"#include \"lib\\deep.fxh\"", "float deep;"},
+        {"#include \"elsewhere\\deep\\beside.fxh\"", "float beside;"},
+        {"#define HEADER <onlySecond.fxh>\n#include HEADER", "float onlySecond;"},
+    };
+    for (const auto& test : cases) {
+        const auto output = run(std::string(test.directive) + "\n");
+        EXPECT_TRUE(output.errors.empty()) << test.directive << ": " << effectListing(output.errors);
+        EXPECT_EQ(solidLines(output.text), (std::vector<std::string>{test.text})) << test.directive;
+    }
+}
+
+TEST_F(EffectPreprocessorTest, MisusedDirectivesAndMacroCallsAreErrorsOnTheirLines)
+{
+    const struct
+    {
+        const char* source;
+        unsigned line;
+        const char* message;
+    } cases[] = {
+        {"float a;\n#include <absent.fxh>\n", 2, "cannot open include file \"absent.fxh\""},
+        {"\n\n#include \"F:\\nowhere\\absent.fxh\"\n", 3, "cannot open include file \"F:\\nowhere\\absent.fxh\""},
+        {"float a;\n#include\n", 2, "#include expects \"FILENAME\" or <FILENAME>"},
+        {"#include <>\n", 1, "#include expects \"FILENAME\" or <FILENAME>"},
+        {"\n#include NOT_A_NAME\n", 2, "#include expects \"FILENAME\" or <FILENAME>"},
+        {"#line\n", 1, "#line expects a line number from 1 to 999999999"},
+        {"float a;\n#line 0\n", 2, "#line expects a line number from 1 to 999999999"},
+        {"\n#line 12 other.fx\n", 2, "#line expects a line number and an optional \"FILENAME\""},
+        {"#line 12 \"a.fx\" 3\n", 1, "#line expects a line number and an optional \"FILENAME\""},
+        {"#define F(a, b) a\nfloat x;\nfloat y = F(1,\n2", 3, "unterminated argument list invoking macro 'F'"},
+        {"#define F(a) a\nfloat y = F(1,\n#define G\n2);\n", 2, "unterminated argument list invoking macro 'F'"},
+        {"#define F(a, b) a\nfloat y = F(1,\n  2, 3);\n", 2, "macro 'F' expects 2 arguments, but 3 given"},
+    };
+    for (const auto& test : cases) {
+        const auto output = run(test.source);
+        ASSERT_FALSE(output.errors.empty()) << test.source;
+        EXPECT_EQ(effectListing({output.errors[0]}),
+                  "test.fx(" + std::to_string(test.line) + ") : error: " + test.message + "\n");
+    }
+}
+
+TEST_F(EffectPreprocessorTest, MacroArgumentsMayRunOverLinesAndWhatFollowsKeepsItsLine)
+{
+    const auto output = run("#define MIX(a, b, c) lerp(a, b, c)\n"
+                            "#define NAME(x) #x\n"
+                            "float4 v = MIX(float4(1, 0, 0, 1),\n"
+                            "               float4(0, 1, 0, 1),\n"
+                            "               0.5); float after;\n"
+                            "string s = NAME(two\n"
+                            "                words);\n"
+                            "float w = MIX\n"
+                            "  (1, 2, 3);\n"
+                            "float MIX;\n"
+                            "float last;\n");
+    ASSERT_TRUE(output.errors.empty()) << effectListing(output.errors);
+    EXPECT_EQ(solidLines(output.text),
+              (std::vector<std::string>{"float4 v = lerp(float4(1, 0, 0, 1), float4(0, 1, 0, 1), 0.5)", "; float after;",
+                                        "string s = \"two words\"", ";", "float w = lerp(1, 2, 3)", ";",
+                                        "float MIX;", "float last;"}));
+    ASSERT_EQ(std::count(output.text.begin(), output.text.end(), '\n'), std::ptrdiff_t(output.lines.size()));
+    const std::pair<const char*, unsigned> expected[] = {{"float4 v", 3},   {"float after", 5}, {"string s", 6},
+                                                         {"float w", 8},    {"float MIX", 10},  {"float last", 11}};
+    for (const auto& [needle, line] : expected)
+        EXPECT_EQ(originOf(output, needle).line, line) << needle;
+}
+
+TEST_F(EffectPreprocessorTest, LineDirectiveSetsTheLineAndFileOfWhatFollows)
+{
+    write("part.fxh", "float inPart;\n#line 100\nfloat renumbered;\n");
+    const auto output = run("float a;\n"
+                            "#line 40\n"
+                            "float b;\n"
+                            "#define HERE 70 \"gen\\\\erated.fx\"\n"
+                            "#line HERE\n"
+                            "float c;\n"
+                            "#include \"part.fxh\"\n"
+                            "float d;\n"
+                            "#if 0\n"
+                            "#line 1 \"skipped.fx\"\n"
+                            "#endif\n"
+                            "float e;\n");
+    ASSERT_TRUE(output.errors.empty()) << effectListing(output.errors);
+    const std::vector<std::pair<std::string, EffectLocation>> expected = {
+        {"float a;", {"test.fx", 1}},
+        {"float b;", {"test.fx", 40}},
+        {"float c;", {"gen\\erated.fx", 70}},
+        {"float inPart;", {folder + "part.fxh", 1}},
+        {"float renumbered;", {folder + "part.fxh", 100}},
+        {"float d;", {"gen\\erated.fx", 72}},
+        {"float e;", {"gen\\erated.fx", 76}},
+    };
+    for (const auto& [needle, location] : expected) {
+        EXPECT_EQ(originOf(output, needle).file, location.file) << needle;
+        EXPECT_EQ(originOf(output, needle).line, location.line) << needle;
+    }
 }

@@ -107,7 +107,14 @@ struct CgSource
 
 CgSource cgSourceOf(const EffectModel& model)
 {
+    // Types first: a parameter may be of a struct the file declares.
+    auto isType = [](const EffectDeclaration& declaration) {
+        return declaration.kind == EffectDeclaration::eStruct || declaration.kind == EffectDeclaration::eTypedef;
+    };
     CgSource source;
+    for (const EffectDeclaration& declaration : model.declarations)
+        if (isType(declaration))
+            source.add(declaration.text, declaration.location);
     for (const EffectParameter& parameter : model.parameters) {
         if (parameter.type.base == EffectType::eString)
             continue;
@@ -123,7 +130,8 @@ CgSource cgSourceOf(const EffectModel& model)
     for (const EffectSampler& sampler : model.samplers)
         source.add("uniform " + sampler.typeName + " " + sampler.name + ";", sampler.location);
     for (const EffectDeclaration& declaration : model.declarations)
-        source.add(declaration.text, declaration.location);
+        if (!isType(declaration))
+            source.add(declaration.text, declaration.location);
     return source;
 }
 
@@ -275,8 +283,8 @@ EffectCompilerProcess::EffectCompilerProcess(std::string compilerPath, std::stri
 
 const char* EffectCompilerProcess::translatorVersion()
 {
-    return "kvfxc 5: Cg syntax tree, glslang HLSL DX9 unoptimised, SPIRV-Cross, GLSL 130 or 120 compatibility, "
-           "invalid techniques";
+    return "kvfxc 6: Cg syntax tree, glslang HLSL DX9 unoptimised, SPIRV-Cross, GLSL 130 or 120 compatibility, "
+           "invalid techniques, include folders";
 }
 
 std::string EffectCompilerProcess::defaultCompilerPath()
@@ -305,6 +313,8 @@ std::string EffectCompilerProcess::encodeRequest(const Request& request)
     records.add("glsl", std::to_string(request.glslVersion));
     for (const auto& [name, value] : request.definitions)
         records.add("define", name + "=" + value);
+    for (const std::string& folder : request.includeFolders)
+        records.add("include", folder);
     return records.finish();
 }
 
@@ -334,7 +344,9 @@ bool EffectCompilerProcess::decodeRequest(const std::string& bytes, Request& req
             const size_t equals = value.find('=');
             request.definitions.emplace_back(value.substr(0, equals),
                                              equals == std::string::npos ? "" : value.substr(equals + 1));
-        } else
+        } else if (key == "include")
+            request.includeFolders.push_back(value);
+        else
             return false;
     }
     return false;
@@ -407,7 +419,8 @@ EffectCompilerProcess::Result EffectCompilerProcess::compileHere(const Request& 
     if (!glslVersionIsKnown(request.glslVersion))
         return unknownGlslVersion(request);
     Result result;
-    const EffectModel model = EffectParser::parseBuffer(request.source, request.name, request.folder, request.definitions);
+    const EffectModel model = EffectParser::parseBuffer(request.source, request.name, request.folder, request.definitions,
+                                                        request.includeFolders);
     if (model.failed()) {
         result.listing = effectListing(model.errors);
         return result;
@@ -465,9 +478,13 @@ EffectCompilerProcess::Result EffectCompilerProcess::compile(const Request& requ
 {
     if (!glslVersionIsKnown(request.glslVersion))
         return unknownGlslVersion(request);
+    // The key is made from the text the compiler will read: preprocessed here
+    // with the same include folders, so that a header found elsewhere, or not
+    // found, makes another key.
     EffectPreprocessor preprocessor;
     for (const auto& [name, value] : request.definitions)
         preprocessor.define(name, value);
+    preprocessor.setIncludeFolders(request.includeFolders);
     const EffectPreprocessor::Output preprocessed = preprocessor.processBuffer(request.source, request.name, request.folder);
     // Listings carry file names and lines, so they are part of what is cached.
     std::string lines;
@@ -476,10 +493,14 @@ EffectCompilerProcess::Result EffectCompilerProcess::compile(const Request& requ
     std::string definitions;
     for (const auto& [name, value] : request.definitions)
         definitions += std::to_string(name.size()) + ":" + name + "=" + std::to_string(value.size()) + ":" + value + "\n";
+    std::string includeFolders;
+    for (const std::string& folder : request.includeFolders)
+        includeFolders += std::to_string(folder.size()) + ":" + folder + "\n";
     const EffectCache cache(cacheFolder_);
     const std::string glslVersion = std::to_string(request.glslVersion);
-    const std::string key = EffectCache::keyOf(
-        {preprocessed.text, lines, definitions, request.name, request.technique, glslVersion, translatorVersion()});
+    const std::string key = EffectCache::keyOf({preprocessed.text, lines, effectListing(preprocessed.errors), definitions,
+                                                includeFolders, request.name, request.technique, glslVersion,
+                                                translatorVersion()});
     if (const std::optional<std::string> cached = cache.load(key)) {
         Result result;
         if (decodeReply(*cached, result)) {

@@ -11,7 +11,8 @@
 // Compiles effect files to GLSL in a process of its own, kvfxc, so that a
 // translator that crashes or hangs on odd input costs a compile error, never
 // the editor. Translations are cached on disk: a second compile of the same
-// preprocessed source with the same definitions spawns nothing.
+// preprocessed source with the same definitions and include folders spawns
+// nothing.
 //
 // Finding kvfxc, unless the constructor is given its path: beside the code that
 // holds this class (the shared library, or a program linked with it), first
@@ -24,7 +25,8 @@
 //   request: "kvfxc-request" "1", "name", "folder" (with its trailing "/"),
 //            "source", "technique" (empty for every technique), "glsl" (the
 //            GLSL version; a request without it asks for 130), then one
-//            "define" per definition holding "NAME=VALUE".
+//            "define" per definition holding "NAME=VALUE", and one "include"
+//            per include folder, in the order they are searched.
 //   reply:   "kvfxc-reply" "2", then per compiled shader "technique", "pass",
 //            "stage" ("pixel" or "vertex"), "entry", "glsl"; then per invalid
 //            technique "invalid" (its index) and "reason"; then "succeeded"
@@ -48,6 +50,7 @@ public:
         EffectParser::Definitions definitions;
         std::string technique; // empty: every technique
         unsigned glslVersion = 130; // 130, or 120 for drivers without GLSL 1.30
+        std::vector<std::string> includeFolders = {}; // searched after folder
     };
 
     struct Shader

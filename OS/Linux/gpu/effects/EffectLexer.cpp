@@ -1,6 +1,7 @@
 #include "EffectLexer.h"
 
 #include <array>
+#include <utility>
 
 namespace
 {
@@ -83,4 +84,40 @@ EffectLexer::Token EffectLexer::next()
         position += length;
     }
     return {kind, text.substr(start, position - start), start};
+}
+
+int EffectLexer::Token::precedence() const
+{
+    if (kind != ePunctuator)
+        return 0;
+    static const std::pair<std::string_view, int> kLevels[] = {
+        {"||", 1}, {"&&", 2}, {"|", 3},  {"^", 4},  {"&", 5},  {"==", 6}, {"!=", 6}, {"<", 7},  {">", 7},
+        {"<=", 7}, {">=", 7}, {"<<", 8}, {">>", 8}, {"+", 9},  {"-", 9},  {"*", 10}, {"/", 10}, {"%", 10}};
+    for (const auto& [op, level] : kLevels)
+        if (text == op)
+            return level;
+    return 0;
+}
+
+std::string EffectLexer::trim(std::string_view text)
+{
+    const std::size_t first = text.find_first_not_of(" \t\r\f\v\n");
+    if (first == std::string_view::npos)
+        return {};
+    const std::size_t last = text.find_last_not_of(" \t\r\f\v\n");
+    return std::string(text.substr(first, last - first + 1));
+}
+
+std::string EffectLexer::unquote(std::string_view literal)
+{
+    std::string value;
+    for (std::size_t at = 1; at + 1 < literal.size(); ++at) {
+        char c = literal[at];
+        if (c == '\\' && at + 2 < literal.size()) {
+            c = literal[++at];
+            c = c == 'n' ? '\n' : c == 't' ? '\t' : c;
+        }
+        value += c;
+    }
+    return value;
 }

@@ -70,7 +70,8 @@ struct EffectAnnotation
     eType type = eFloat;
     std::string typeName; // as written: "float2", "string"
     std::string text;     // a string's value
-    std::vector<double> values; // numbers, ints, bools as 0 and 1
+    std::vector<double> values; // numbers, ints truncated, bools as 0 and 1
+    EffectLocation location;
 };
 
 using EffectAnnotations = std::vector<EffectAnnotation>;
@@ -82,6 +83,22 @@ inline const EffectAnnotation* findAnnotation(const EffectAnnotations& annotatio
             return &annotation;
     return nullptr;
 }
+
+// One command of a Script annotation, "Name=Value;", with the blanks around
+// name and value taken off. The value may be empty ("RenderColorTarget0=;").
+struct EffectScriptCommand
+{
+    std::string name;
+    std::string value;
+    EffectLocation location;
+};
+
+// The commands of the Script annotation of a technique, a pass or the effect,
+// in order. Commands the compiler has no use for are kept for the renderer.
+struct EffectScript
+{
+    std::vector<EffectScriptCommand> commands;
+};
 
 // A numeric type as Cg spells it: float3x3 has base float, 3 rows, 3 columns;
 // float2 has 1 row and 2 columns.
@@ -103,7 +120,7 @@ struct EffectParameter
     std::string semantic;
     EffectAnnotations annotations;
     std::string defaultText;      // as written after "=", empty without a default
-    std::vector<double> defaults; // the default flattened, when it is made of literals alone
+    std::vector<double> defaults; // the default flattened, when it is a constant expression
     bool isConst = false;
     bool isUniform = false;
     EffectLocation location;
@@ -195,6 +212,7 @@ struct EffectPass
 {
     std::string name;
     EffectAnnotations annotations;
+    EffectScript script;
     std::vector<EffectShaderBinding> shaders;
     std::vector<EffectState> states; // render states other than the shaders
     EffectLocation location;
@@ -204,6 +222,7 @@ struct EffectTechnique
 {
     std::string name;
     EffectAnnotations annotations;
+    EffectScript script;
     std::vector<EffectPass> passes;
     EffectLocation location;
 };
@@ -227,6 +246,7 @@ struct EffectModel
     std::vector<EffectDeclaration> declarations;
     std::vector<EffectFunction> functions;
     std::vector<EffectTechnique> techniques;
+    EffectScript script; // of the parameter whose semantic is STANDARDSGLOBAL
     std::vector<EffectError> errors;
 
     bool failed() const { return !errors.empty(); }

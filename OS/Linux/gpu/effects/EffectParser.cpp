@@ -4,12 +4,20 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
+#include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <set>
 
 namespace
 {
     using Token = EffectLexer::Token;
+
+    // Bounds that turn hostile input into an error instead of a stack overflow
+    // or an exhausted heap.
+    constexpr int kMaxNesting = 256;
+    constexpr double kMaxArrayElements = 65536;
 
     bool sameWord(std::string_view left, std::string_view right)
     {
@@ -50,6 +58,27 @@ namespace
         return type;
     }
 
+    bool isNumeric(const EffectType& type)
+    {
+        return type.base != EffectType::eString && type.base != EffectType::eOther;
+    }
+
+    bool isIntegral(EffectType::eBase base)
+    {
+        return base == EffectType::eInt || base == EffectType::eUInt || base == EffectType::eBool;
+    }
+
+    // Numbers as the type holds them: ints truncated, bools 0 or 1.
+    void fitTo(EffectType::eBase base, std::vector<double>& numbers)
+    {
+        for (double& number : numbers) {
+            if (base == EffectType::eBool)
+                number = number != 0 ? 1 : 0;
+            else if (base == EffectType::eInt || base == EffectType::eUInt)
+                number = std::trunc(number);
+        }
+    }
+
     bool isStageState(std::string_view name, EffectShaderBinding::eStage& stage)
     {
         if (sameWord(name, "VertexShader") || sameWord(name, "VertexProgram")) {
@@ -81,19 +110,38 @@ namespace
         return text.size() > 32 ? shown + "..." : shown;
     }
 
-    std::string unquote(std::string_view literal)
+    bool integerOf(double value, long long& integer)
     {
-        std::string value;
-        for (std::size_t at = 1; at + 1 < literal.size(); ++at) {
-            char c = literal[at];
-            if (c == '\\' && at + 2 < literal.size()) {
-                c = literal[++at];
-                c = c == 'n' ? '\n' : c == 't' ? '\t' : c;
-            }
-            value += c;
-        }
-        return value;
+        if (!(std::fabs(value) < 9e18))
+            return false;
+        integer = static_cast<long long>(value);
+        return true;
     }
+
+    // A constant expression's value, its numbers flattened row after row. An
+    // expression the parser cannot see through (it names a parameter, calls a
+    // function) is not known.
+    struct Constant
+    {
+        std::vector<double> numbers;
+        bool integral = false;
+        bool known = false;
+    };
+
+    // Where one string literal of a value starts in the joined text, so that a
+    // script command spread over several literals gets its own line.
+    struct Piece
+    {
+        std::size_t offset;
+        EffectLocation location;
+    };
+
+    struct Qualifiers
+    {
+        bool isStatic = false;
+        bool isConst = false;
+        bool isUniform = false;
+    };
 
     class Reader
     {
@@ -114,6 +162,8 @@ namespace
         {
             while (!failed && peek().kind != Token::eEnd)
                 declaration();
+            if (!failed)
+                checkScripts();
             return std::move(model);
         }
 
@@ -165,13 +215,14 @@ namespace
             records.push_back(record);
         }
 
-        void fail(const Token& token, const std::string& message)
+        void failAt(const EffectLocation& location, const std::string& message)
         {
             if (failed)
                 return;
             failed = true;
-            model.errors.push_back({locationOf(token.offset), message});
+            model.errors.push_back({location, message});
         }
+        void fail(const Token& token, const std::string& message) { failAt(locationOf(token.offset), message); }
         void unexpected()
         {
             const Token& token = peek();
@@ -214,38 +265,334 @@ namespace
             return {};
         }
 
-        // Numbers of a literal initialiser, flattened: 1, {1, 2}, float2(1, -2),
-        // true. False when the value is an expression of anything else.
-        bool literals(std::size_t from, std::size_t to, std::vector<double>& values) const
+        // Steps over a body in braces, the "{" next; false, with missing as the
+        // error, when the file ends first.
+        bool skipBody(const std::string& missing)
         {
-            values.clear();
-            bool negate = false;
-            for (std::size_t index = from; index < to; ++index) {
-                const Token& token = tokens[index];
-                if (token.kind == Token::eNumber) {
-                    std::string digits(token.text);
-                    while (!digits.empty() && std::strchr("fFhHxXuUlL", digits.back()) &&
-                           digits.compare(0, 2, "0x") != 0)
-                        digits.pop_back();
-                    char* stop = nullptr;
-                    const double value = std::strtod(digits.c_str(), &stop);
-                    if (digits.empty() || *stop != '\0')
-                        return false;
-                    values.push_back(negate ? -value : value);
-                    negate = false;
-                } else if (token.isWord("true") || token.isWord("false")) {
-                    values.push_back(token.isWord("true") ? 1 : 0);
-                } else if (token.is("-")) {
-                    negate = !negate;
-                } else if (token.kind == Token::eIdentifier) {
-                    if (typeOf(token.text).base == EffectType::eOther || index + 1 >= to || !tokens[index + 1].is("("))
-                        return false;
-                } else if (!(token.is("{") || token.is("}") || token.is("(") || token.is(")") || token.is(",") ||
-                             token.is("+"))) {
+            const Token& open = peek();
+            if (!expect("{"))
+                return false;
+            for (int level = 1; level > 0;) {
+                const Token& token = advance();
+                if (token.kind == Token::eEnd) {
+                    fail(open, missing);
                     return false;
                 }
+                level += token.is("{") ? 1 : token.is("}") ? -1 : 0;
             }
             return true;
+        }
+
+        // Constant expressions, by precedence: conditional, binary operators,
+        // unary operators and casts, then members and indices of primaries.
+        Constant expression()
+        {
+            if (!enter())
+                return {};
+            Constant value = binary(1);
+            if (!failed && accept("?")) {
+                const Constant whenTrue = expression();
+                expect(":");
+                const Constant whenFalse = expression();
+                const bool decided = value.known && value.numbers.size() == 1;
+                value = !decided ? Constant() : value.numbers[0] != 0 ? whenTrue : whenFalse;
+            }
+            --nesting;
+            return value;
+        }
+
+        // Every recursion of expressions passes here; false when it goes too deep.
+        bool enter()
+        {
+            if (nesting >= kMaxNesting) {
+                fail(peek(), "expression nested too deeply");
+                return false;
+            }
+            ++nesting;
+            return true;
+        }
+
+        Constant binary(int minimum)
+        {
+            Constant left = unary();
+            while (!failed && peek().precedence() >= minimum) {
+                const Token& operation = advance();
+                const Constant right = binary(operation.precedence() + 1);
+                left = apply(operation, left, right);
+            }
+            return left;
+        }
+
+        // Component by component; a single number meets every component.
+        Constant apply(const Token& operation, const Constant& left, const Constant& right)
+        {
+            Constant result;
+            if (failed || !left.known || !right.known)
+                return result;
+            const std::string_view op = operation.text;
+            const bool comparison = op == "==" || op == "!=" || op == "<" || op == ">" || op == "<=" || op == ">=" ||
+                                    op == "&&" || op == "||";
+            const bool bitwise = op == "&" || op == "|" || op == "^" || op == "<<" || op == ">>";
+            if (bitwise && !(left.integral && right.integral)) {
+                fail(operation, "'" + std::string(op) + "' takes integers");
+                return result;
+            }
+            result.known = true;
+            result.integral = comparison || (left.integral && right.integral);
+            const std::size_t leftSize = left.numbers.size(), rightSize = right.numbers.size();
+            const std::size_t size = leftSize == 1    ? rightSize
+                                     : rightSize == 1 ? leftSize
+                                                      : std::min(leftSize, rightSize);
+            for (std::size_t index = 0; index < size; ++index) {
+                const double a = left.numbers[leftSize == 1 ? 0 : index];
+                const double b = right.numbers[rightSize == 1 ? 0 : index];
+                double value = 0;
+                long long x = 0, y = 0;
+                if (op == "+")
+                    value = a + b;
+                else if (op == "-")
+                    value = a - b;
+                else if (op == "*")
+                    value = a * b;
+                else if (op == "/" || op == "%") {
+                    if (b == 0) {
+                        fail(operation, "division by zero");
+                        return {};
+                    }
+                    value = op == "%" ? std::fmod(a, b) : result.integral ? std::trunc(a / b) : a / b;
+                } else if (comparison) {
+                    value = op == "=="   ? a == b
+                          : op == "!="   ? a != b
+                          : op == "<"    ? a < b
+                          : op == ">"    ? a > b
+                          : op == "<="   ? a <= b
+                          : op == ">="   ? a >= b
+                          : op == "&&"   ? a != 0 && b != 0
+                                         : a != 0 || b != 0;
+                } else if (!integerOf(a, x) || !integerOf(b, y)) {
+                    fail(operation, "integer out of range");
+                    return {};
+                } else {
+                    const auto bits = static_cast<unsigned long long>(x);
+                    value = op == "&"    ? double(x & y)
+                          : op == "|"    ? double(x | y)
+                          : op == "^"    ? double(x ^ y)
+                          : op == "<<"   ? double(static_cast<long long>(bits << (y & 63)))
+                                         : double(x >> (y & 63));
+                }
+                result.numbers.push_back(value);
+            }
+            return result;
+        }
+
+        Constant unary()
+        {
+            const Token& token = peek();
+            if (!enter())
+                return {};
+            Constant value;
+            if (accept("-") || accept("+") || accept("!") || accept("~")) {
+                value = unary();
+                long long integer = 0;
+                for (double& number : value.numbers) {
+                    if (token.is("-"))
+                        number = -number;
+                    else if (token.is("!"))
+                        number = number == 0;
+                    else if (token.is("~") && value.integral && integerOf(number, integer))
+                        number = double(~integer);
+                    else if (token.is("~"))
+                        fail(token, "'~' takes integers");
+                }
+                value.integral = value.integral || token.is("!");
+            } else if (isCast()) {
+                advance();
+                const EffectType type = typeOf(advance().text);
+                advance();
+                value = unary();
+                // A cast drops the components the type has no room for.
+                if (!isNumeric(type))
+                    value = {};
+                else if (value.known && value.numbers.size() > std::size_t(type.rows) * type.columns)
+                    value.numbers.resize(std::size_t(type.rows) * type.columns);
+                if (value.known)
+                    convert(token, type, "(" + type.name + ")", value);
+            } else {
+                value = postfix();
+            }
+            --nesting;
+            return value;
+        }
+
+        // "(name)" before an operand: a cast.
+        bool isCast() const
+        {
+            if (!peek().is("(") || peek(1).kind != Token::eIdentifier || !peek(2).is(")"))
+                return false;
+            const Token& operand = peek(3);
+            const bool numeric = isNumeric(typeOf(peek(1).text));
+            return operand.kind == Token::eNumber || operand.kind == Token::eIdentifier || operand.is("(") ||
+                   (numeric && (operand.is("-") || operand.is("+") || operand.is("!") || operand.is("~")));
+        }
+
+        // A value made into the type: one number for every component, or all of them.
+        void convert(const Token& token, const EffectType& type, const std::string& subject, Constant& value)
+        {
+            const std::size_t components = std::size_t(type.rows) * type.columns;
+            if (value.numbers.size() == 1)
+                value.numbers.assign(components, value.numbers[0]);
+            if (value.numbers.size() != components) {
+                fail(token, subject + " takes " + std::to_string(components) + " values, not " +
+                                std::to_string(value.numbers.size()));
+                return;
+            }
+            fitTo(type.base, value.numbers);
+            value.integral = isIntegral(type.base);
+        }
+
+        Constant postfix()
+        {
+            Constant value = primary();
+            while (!failed) {
+                if (accept("."))
+                    expectName();
+                else if (accept("[")) {
+                    expression();
+                    expect("]");
+                } else {
+                    break;
+                }
+                value = {};
+            }
+            return value;
+        }
+
+        Constant primary()
+        {
+            const Token& token = peek();
+            Constant value;
+            if (token.kind == Token::eNumber) {
+                advance();
+                value = number(token);
+            } else if (token.kind == Token::eString) {
+                fail(token, "a string where a number is expected");
+            } else if (token.isWord("true") || token.isWord("false")) {
+                advance();
+                value.numbers.push_back(token.isWord("true") ? 1 : 0);
+                value.integral = value.known = true;
+            } else if (token.kind == Token::eIdentifier) {
+                advance();
+                if (accept("(")) {
+                    // A constructor, or a function the parser does not evaluate.
+                    value = list(token, ")");
+                    const EffectType type = typeOf(token.text);
+                    if (!isNumeric(type))
+                        value = {};
+                    else if (value.known)
+                        convert(token, type, type.name + "(...)", value);
+                }
+            } else if (accept("(")) {
+                value = expression();
+                expect(")");
+            } else if (accept("{")) {
+                value = list(token, "}");
+            } else {
+                unexpected();
+            }
+            return value;
+        }
+
+        // The elements up to close, joined: a constructor's arguments or an
+        // initialiser list, which may end with a comma.
+        Constant list(const Token& open, std::string_view close)
+        {
+            Constant value;
+            value.known = value.integral = true;
+            if (accept(close)) {
+                if (close == "}")
+                    fail(open, "empty initialiser list");
+                return value;
+            }
+            do {
+                if (close == "}" && peek().is("}"))
+                    break;
+                const Constant element = expression();
+                value.known = value.known && element.known;
+                value.integral = value.integral && element.integral;
+                value.numbers.insert(value.numbers.end(), element.numbers.begin(), element.numbers.end());
+            } while (!failed && accept(","));
+            expect(close);
+            if (!value.known)
+                value = {};
+            return value;
+        }
+
+        Constant number(const Token& token)
+        {
+            std::string digits(token.text);
+            const bool hex = digits.size() > 1 && digits[0] == '0' && (digits[1] == 'x' || digits[1] == 'X');
+            const bool floatSuffix = !hex && std::strchr("fFhHxX", digits.back()) != nullptr;
+            while (!digits.empty() && std::strchr(hex ? "uUlL" : "fFhHxXuUlL", digits.back()) != nullptr)
+                digits.pop_back();
+            Constant value;
+            value.integral = !floatSuffix && (hex || digits.find_first_of(".eE") == std::string::npos);
+            char* stop = nullptr;
+            errno = 0;
+            const double parsed = value.integral ? double(std::strtoull(digits.c_str(), &stop, 0))
+                                                 : std::strtod(digits.c_str(), &stop);
+            if (digits.empty() || *stop != '\0' || errno == ERANGE) {
+                fail(token, "invalid number '" + printable(token.text) + "'");
+                return {};
+            }
+            value.numbers.push_back(parsed);
+            value.known = true;
+            return value;
+        }
+
+        // A value that fills its declaration, or one number for every component.
+        bool fits(const Token& token, const std::string& name, const EffectType& type,
+                  const std::vector<unsigned>& arraySizes, std::size_t count)
+        {
+            const std::size_t element = std::size_t(type.rows) * type.columns;
+            std::size_t expected = element;
+            bool sized = true;
+            std::string shape = type.name;
+            for (const unsigned size : arraySizes) {
+                sized = sized && size != 0;
+                expected *= size;
+                shape += "[" + (size ? std::to_string(size) : std::string()) + "]";
+            }
+            if (count == 1 || (sized ? count == expected : count % element == 0))
+                return true;
+            fail(token, "'" + name + "' of type " + shape + " takes " +
+                            (sized ? std::to_string(expected) : "a multiple of " + std::to_string(element)) +
+                            " values, not " + std::to_string(count));
+            return false;
+        }
+
+        // A string value: adjacent literals joined, in any number of parentheses.
+        std::string stringValue(const std::string& name, std::vector<Piece>& pieces)
+        {
+            std::size_t parentheses = 0;
+            while (accept("("))
+                ++parentheses;
+            if (peek().kind != Token::eString) {
+                fail(peek(), "'" + name + "' of type string takes a string");
+                return {};
+            }
+            std::string joined;
+            while (peek().kind == Token::eString) {
+                const Token& literal = advance();
+                if (literal.text.size() < 2 || literal.text.back() != '"') {
+                    fail(literal, "unterminated string");
+                    return {};
+                }
+                pieces.push_back({joined.size(), locationOf(literal.offset)});
+                joined += EffectLexer::unquote(literal.text);
+            }
+            for (; parentheses > 0 && !failed; --parentheses)
+                expect(")");
+            return joined;
         }
 
         void declaration()
@@ -259,98 +606,150 @@ namespace
             }
             const std::size_t start = first.offset;
             const EffectLocation location = locationOf(start);
-            if (first.isWord("struct") || first.isWord("typedef")) {
-                const bool isStruct = first.isWord("struct");
-                advance();
-                std::string name = isStruct ? expectName() : std::string();
-                skipTo({";"});
-                if (!isStruct && at > 0 && tokens[at - 1].kind == Token::eIdentifier)
-                    name = tokens[at - 1].text;
-                expect(";");
-                model.declarations.push_back({isStruct ? EffectDeclaration::eStruct : EffectDeclaration::eTypedef,
-                                              name, textBetween(start, endOfPrevious()), location});
-                return;
-            }
-
-            bool isStatic = false, isConst = false, isUniform = false;
+            Qualifiers qualifiers;
             while (peek().kind == Token::eIdentifier) {
                 const std::string_view word = peek().text;
                 if (word == "static")
-                    isStatic = true;
+                    qualifiers.isStatic = true;
                 else if (word == "const")
-                    isConst = true;
+                    qualifiers.isConst = true;
                 else if (word == "uniform")
-                    isUniform = true;
+                    qualifiers.isUniform = true;
                 else if (word != "extern" && word != "volatile" && word != "shared" && word != "inline" &&
                          word != "row_major" && word != "column_major")
                     break;
                 advance();
             }
+            const std::string written = peek().offset > start ? textBetween(start, endOfPrevious()) + " " : "";
+            if (peek().isWord("struct")) {
+                structure(written, qualifiers, location);
+                return;
+            }
+            if (peek().isWord("typedef")) {
+                advance();
+                skipTo({";"});
+                const Token& last = tokens[at - 1]; // "typedef" at least
+                const std::string name = last.kind == Token::eIdentifier ? std::string(last.text) : std::string();
+                if (expect(";"))
+                    model.declarations.push_back(
+                        {EffectDeclaration::eTypedef, name, textBetween(start, endOfPrevious()), location});
+                return;
+            }
             const std::string typeName = expectName();
             if (failed)
                 return;
             if (typeName.compare(0, 7, "texture") == 0 || typeName.compare(0, 7, "Texture") == 0) {
-                texture(typeName, location);
+                textures(typeName, location);
                 return;
             }
             if (typeName.compare(0, 7, "sampler") == 0) {
-                sampler(typeName, location);
+                samplers(typeName, location);
                 return;
             }
-            const std::string name = expectName();
-            if (failed)
-                return;
-            if (peek().is("(")) {
+            if (peek().kind == Token::eIdentifier && peek(1).is("(")) {
+                const std::string name(advance().text);
                 function(start, typeName, name, location);
                 return;
             }
-            variable(start, typeName, name, isStatic, isConst, isUniform, location);
+            variables(written + typeName, typeName, qualifiers, location);
         }
 
-        void variable(std::size_t start, const std::string& typeName, std::string name, bool isStatic, bool isConst,
-                      bool isUniform, EffectLocation location)
+        // A struct, with or without variables of its type: the struct goes to
+        // the translator as a declaration of its own, the variables are
+        // parameters like any other.
+        void structure(const std::string& written, const Qualifiers& qualifiers, const EffectLocation& location)
         {
-            while (!failed) {
-                EffectParameter parameter;
-                parameter.name = name;
-                parameter.type = typeOf(typeName);
-                parameter.isConst = isConst;
-                parameter.isUniform = isUniform;
-                parameter.location = location;
-                while (accept("[")) {
-                    unsigned size = 0;
-                    if (peek().kind == Token::eNumber)
-                        size = unsigned(std::strtoul(std::string(advance().text).c_str(), nullptr, 0));
-                    expect("]");
-                    parameter.arraySizes.push_back(size);
+            const std::size_t start = advance().offset;
+            const std::string name = peek().kind == Token::eIdentifier ? std::string(advance().text) : std::string();
+            if (!skipBody("missing '}' closing struct '" + name + "'"))
+                return;
+            const std::string text = textBetween(start, endOfPrevious()) + ";";
+            if (!accept(";")) {
+                if (name.empty()) {
+                    fail(peek(), "a struct that declares variables needs a name");
+                    return;
                 }
+                model.declarations.push_back({EffectDeclaration::eStruct, name, text, location});
+                variables(written + name, name, qualifiers, location);
+                return;
+            }
+            model.declarations.push_back({EffectDeclaration::eStruct, name, text, location});
+        }
+
+        // "a = 1, b[2] : SEMANTIC < ... > = {1, 2};" after the type: a parameter
+        // each, or one static constant declaration for them all.
+        void variables(const std::string& written, const std::string& typeName, const Qualifiers& qualifiers,
+                       const EffectLocation& location)
+        {
+            const std::size_t declarators = peek().offset;
+            const EffectType type = typeOf(typeName);
+            std::string firstName;
+            do {
+                EffectParameter parameter;
+                parameter.location = firstName.empty() ? location : locationOf(peek().offset);
+                parameter.name = expectName();
+                parameter.type = type;
+                parameter.isConst = qualifiers.isConst;
+                parameter.isUniform = qualifiers.isUniform;
+                double elements = 1;
+                while (!failed && accept("["))
+                    parameter.arraySizes.push_back(arraySize(parameter.name, elements));
                 if (accept(":"))
                     parameter.semantic = expectName();
                 if (peek().is("<"))
-                    annotations(parameter.annotations);
-                if (accept("=")) {
-                    const std::size_t from = at;
-                    parameter.defaultText = skipTo({";", ","});
-                    if (from == at)
-                        unexpected();
-                    if (!literals(from, at, parameter.defaults))
-                        parameter.defaults.clear();
-                }
+                    annotations(parameter.annotations,
+                                sameWord(parameter.semantic, "STANDARDSGLOBAL") ? &model.script : nullptr);
+                if (accept("="))
+                    defaultValue(parameter);
                 if (failed)
                     return;
-                if (!isStatic)
+                if (firstName.empty())
+                    firstName = parameter.name;
+                if (!qualifiers.isStatic)
                     declare(EffectGlobal::eParameter, model.parameters, parameter);
-                if (!accept(","))
-                    break;
-                name = expectName();
-                location = locationOf(peek().offset);
-            }
-            expect(";");
-            if (isStatic && !failed)
-                model.declarations.push_back(
-                    {EffectDeclaration::eConstant, name, textBetween(start, endOfPrevious()), locationOf(start)});
+            } while (accept(","));
+            if (expect(";") && qualifiers.isStatic)
+                model.declarations.push_back({EffectDeclaration::eConstant, firstName,
+                                              written + " " + textBetween(declarators, endOfPrevious()), location});
         }
 
+        // After "[": the size, 0 for "[]". elements counts those of all the
+        // array's dimensions so far.
+        unsigned arraySize(const std::string& name, double& elements)
+        {
+            if (accept("]"))
+                return 0;
+            const Token& first = peek();
+            const Constant size = expression();
+            if (failed)
+                return 0;
+            if (size.known && size.numbers.size() == 1)
+                elements *= size.numbers[0];
+            if (!size.known || !size.integral || size.numbers.size() != 1 || size.numbers[0] < 1 ||
+                elements > kMaxArrayElements) {
+                fail(first, "invalid size of array '" + name + "'");
+                return 0;
+            }
+            expect("]");
+            return unsigned(size.numbers[0]);
+        }
+
+        void defaultValue(EffectParameter& parameter)
+        {
+            const Token& first = peek();
+            if (parameter.type.base == EffectType::eString) {
+                std::vector<Piece> pieces;
+                stringValue(parameter.name, pieces);
+            } else {
+                Constant value = expression();
+                if (!failed && value.known && isNumeric(parameter.type) &&
+                    fits(first, parameter.name, parameter.type, parameter.arraySizes, value.numbers.size())) {
+                    fitTo(parameter.type.base, value.numbers);
+                    parameter.defaults = std::move(value.numbers);
+                }
+            }
+            parameter.defaultText = textBetween(first.offset, endOfPrevious());
+        }
         void function(std::size_t start, const std::string& returnType, const std::string& name,
                       const EffectLocation& location)
         {
@@ -396,79 +795,115 @@ namespace
                 function.returnSemantic = expectName();
             if (failed)
                 return;
-            if (accept(";")) {
+            if (accept(";"))
                 function.hasBody = false;
-            } else {
-                const Token& open = peek();
-                if (!expect("{"))
-                    return;
-                for (int level = 1; level > 0;) {
-                    const Token& token = advance();
-                    if (token.kind == Token::eEnd) {
-                        fail(open, "missing '}' closing the body of function '" + name + "'");
-                        return;
-                    }
-                    level += token.is("{") ? 1 : token.is("}") ? -1 : 0;
-                }
-            }
+            else if (!skipBody("missing '}' closing the body of function '" + name + "'"))
+                return;
             function.text = textBetween(start, endOfPrevious());
             model.declarations.push_back({EffectDeclaration::eFunction, name, function.text, location});
             model.functions.push_back(function);
         }
 
-        void annotations(EffectAnnotations& into)
+        // "< type name = value, name = value; ... >". A Script annotation goes
+        // into script too, when there is one to fill.
+        void annotations(EffectAnnotations& into, EffectScript* script)
         {
             expect("<");
             while (!failed && !accept(">")) {
-                EffectAnnotation annotation;
-                annotation.typeName = expectName();
-                annotation.name = expectName();
-                expect("=");
-                if (failed)
+                const Token& typeToken = peek();
+                const std::string typeName = expectName();
+                const EffectType type = typeOf(typeName);
+                if (!failed && type.base == EffectType::eOther) {
+                    fail(typeToken, "invalid type '" + printable(typeName) + "' of an annotation");
                     return;
-                const EffectType type = typeOf(annotation.typeName);
-                if (type.base == EffectType::eString) {
-                    annotation.type = EffectAnnotation::eString;
-                    if (peek().kind != Token::eString) {
-                        unexpected();
-                        return;
-                    }
-                    while (peek().kind == Token::eString)
-                        annotation.text += unquote(advance().text);
-                } else {
-                    annotation.type = type.base == EffectType::eBool ? EffectAnnotation::eBool
-                                      : type.base == EffectType::eInt || type.base == EffectType::eUInt
-                                          ? EffectAnnotation::eInt
-                                          : EffectAnnotation::eFloat;
-                    const std::size_t from = at;
-                    const Token& value = peek();
-                    skipTo({";"});
+                }
+                do {
+                    EffectAnnotation annotation;
+                    annotation.typeName = typeName;
+                    annotation.location = locationOf(peek().offset);
+                    annotation.name = expectName();
+                    expect("=");
                     if (failed)
                         return;
-                    if (from == at || !literals(from, at, annotation.values)) {
-                        fail(value, "invalid value of annotation '" + annotation.name + "'");
-                        return;
+                    std::vector<Piece> pieces;
+                    const Token& first = peek();
+                    if (type.base == EffectType::eString) {
+                        annotation.type = EffectAnnotation::eString;
+                        annotation.text = stringValue(annotation.name, pieces);
+                    } else {
+                        annotation.type = type.base == EffectType::eBool ? EffectAnnotation::eBool
+                                          : isIntegral(type.base)        ? EffectAnnotation::eInt
+                                                                         : EffectAnnotation::eFloat;
+                        Constant value = expression();
+                        if (!failed && !value.known)
+                            fail(first, "invalid value of annotation '" + annotation.name + "'");
+                        else if (!failed && fits(first, annotation.name, type, {}, value.numbers.size())) {
+                            fitTo(type.base, value.numbers);
+                            annotation.values = std::move(value.numbers);
+                        }
                     }
-                }
+                    if (failed)
+                        return;
+                    if (script && sameWord(annotation.name, "Script")) {
+                        if (annotation.type != EffectAnnotation::eString) {
+                            failAt(annotation.location, "the Script annotation must be a string");
+                            return;
+                        }
+                        commands(annotation.text, pieces, *script);
+                    }
+                    into.push_back(annotation);
+                } while (!failed && accept(","));
                 expect(";");
-                into.push_back(annotation);
             }
         }
 
-        void texture(const std::string& typeName, const EffectLocation& location)
+        // "Name=Value;" commands, blanks around either tolerated.
+        void commands(const std::string& script, const std::vector<Piece>& pieces, EffectScript& into)
         {
-            EffectTexture texture;
-            texture.typeName = typeName;
-            texture.location = location;
-            texture.name = expectName();
-            if (accept(":"))
-                texture.semantic = expectName();
-            if (peek().is("<"))
-                annotations(texture.annotations);
-            if (accept("="))
-                skipTo({";"});
-            if (expect(";"))
+            std::size_t piece = 0;
+            for (std::size_t start = 0; !failed && start <= script.size();) {
+                std::size_t stop = script.find(';', start);
+                if (stop == std::string::npos)
+                    stop = script.size();
+                const std::string command = EffectLexer::trim(std::string_view(script).substr(start, stop - start));
+                const std::size_t first = script.find_first_not_of(" \t\r\n\f\v", start);
+                start = stop + 1;
+                if (command.empty())
+                    continue;
+                while (piece + 1 < pieces.size() && pieces[piece + 1].offset <= first)
+                    ++piece;
+                const EffectLocation& location = pieces[piece].location;
+                const std::size_t equals = command.find('=');
+                if (equals == std::string::npos)
+                    failAt(location, "script command '" + printable(command) + "' has no '='");
+                else if (equals == 0)
+                    failAt(location, "script command '" + printable(command) + "' has no name");
+                else
+                    into.commands.push_back({EffectLexer::trim(command.substr(0, equals)),
+                                             EffectLexer::trim(command.substr(equals + 1)), location});
+            }
+        }
+
+        void textures(const std::string& typeName, const EffectLocation& location)
+        {
+            bool first = true;
+            do {
+                EffectTexture texture;
+                texture.typeName = typeName;
+                texture.location = first ? location : locationOf(peek().offset);
+                first = false;
+                texture.name = expectName();
+                if (accept(":"))
+                    texture.semantic = expectName();
+                if (peek().is("<"))
+                    annotations(texture.annotations, nullptr);
+                if (accept("="))
+                    skipTo({";", ","});
+                if (failed)
+                    return;
                 declare(EffectGlobal::eTexture, model.textures, texture);
+            } while (accept(","));
+            expect(";");
         }
 
         EffectSampler::eAddressMode addressMode(const Token& value)
@@ -484,57 +919,67 @@ namespace
             return EffectSampler::eRepeat;
         }
 
-        void sampler(const std::string& typeName, const EffectLocation& location)
+        void samplers(const std::string& typeName, const EffectLocation& location)
         {
-            EffectSampler sampler;
-            sampler.typeName = typeName;
-            sampler.location = location;
-            sampler.name = expectName();
-            if (accept(":"))
-                sampler.semantic = expectName();
-            if (peek().is("<"))
-                annotations(sampler.annotations);
-            if (accept("=")) {
-                if (peek().isWord("sampler_state"))
-                    advance();
-                expect("{");
-                while (!failed && !accept("}")) {
-                    EffectState state;
-                    state.location = locationOf(peek().offset);
-                    state.name = expectName();
-                    expect("=");
-                    if (failed)
-                        return;
-                    const Token& value = peek();
-                    if (accept("<") || accept("(")) {
-                        const bool angled = value.is("<");
-                        state.value = expectName();
-                        expect(angled ? ">" : ")");
-                    } else {
-                        state.value = skipTo({";"});
-                    }
-                    expect(";");
-                    if (failed)
-                        return;
-                    if (sameWord(state.name, "Texture"))
-                        sampler.texture = state.value;
-                    else if (sameWord(state.name, "AddressU"))
-                        sampler.addressU = addressMode(value);
-                    else if (sameWord(state.name, "AddressV"))
-                        sampler.addressV = addressMode(value);
-                    else if (sameWord(state.name, "AddressW"))
-                        sampler.addressW = addressMode(value);
-                    else if (sameWord(state.name, "MinFilter"))
-                        sampler.minFilter = state.value;
-                    else if (sameWord(state.name, "MagFilter"))
-                        sampler.magFilter = state.value;
-                    else if (sameWord(state.name, "MipFilter"))
-                        sampler.mipFilter = state.value;
-                    sampler.states.push_back(state);
-                }
-            }
-            if (expect(";"))
+            bool first = true;
+            do {
+                EffectSampler sampler;
+                sampler.typeName = typeName;
+                sampler.location = first ? location : locationOf(peek().offset);
+                first = false;
+                sampler.name = expectName();
+                if (accept(":"))
+                    sampler.semantic = expectName();
+                if (peek().is("<"))
+                    annotations(sampler.annotations, nullptr);
+                if (accept("="))
+                    samplerStates(sampler);
+                if (failed)
+                    return;
                 declare(EffectGlobal::eSampler, model.samplers, sampler);
+            } while (accept(","));
+            expect(";");
+        }
+
+        void samplerStates(EffectSampler& sampler)
+        {
+            if (peek().isWord("sampler_state"))
+                advance();
+            expect("{");
+            while (!failed && !accept("}")) {
+                EffectState state;
+                state.location = locationOf(peek().offset);
+                state.name = expectName();
+                expect("=");
+                if (failed)
+                    return;
+                const Token& value = peek();
+                if (accept("<") || accept("(")) {
+                    const bool angled = value.is("<");
+                    state.value = expectName();
+                    expect(angled ? ">" : ")");
+                } else {
+                    state.value = skipTo({";"});
+                }
+                expect(";");
+                if (failed)
+                    return;
+                if (sameWord(state.name, "Texture"))
+                    sampler.texture = state.value;
+                else if (sameWord(state.name, "AddressU"))
+                    sampler.addressU = addressMode(value);
+                else if (sameWord(state.name, "AddressV"))
+                    sampler.addressV = addressMode(value);
+                else if (sameWord(state.name, "AddressW"))
+                    sampler.addressW = addressMode(value);
+                else if (sameWord(state.name, "MinFilter"))
+                    sampler.minFilter = state.value;
+                else if (sameWord(state.name, "MagFilter"))
+                    sampler.magFilter = state.value;
+                else if (sameWord(state.name, "MipFilter"))
+                    sampler.mipFilter = state.value;
+                sampler.states.push_back(state);
+            }
         }
 
         void technique()
@@ -544,7 +989,7 @@ namespace
             if (peek().kind == Token::eIdentifier)
                 technique.name = advance().text;
             if (peek().is("<"))
-                annotations(technique.annotations);
+                annotations(technique.annotations, &technique.script);
             expect("{");
             while (!failed && !accept("}")) {
                 if (!peek().isWord("pass")) {
@@ -564,7 +1009,7 @@ namespace
             if (peek().kind == Token::eIdentifier)
                 pass.name = advance().text;
             if (peek().is("<"))
-                annotations(pass.annotations);
+                annotations(pass.annotations, &pass.script);
             expect("{");
             while (!failed && !accept("}")) {
                 const EffectLocation location = locationOf(peek().offset);
@@ -616,32 +1061,97 @@ namespace
             return pass;
         }
 
+        // What the scripts name must exist: passes of their technique, textures
+        // to draw into, the counts of loops, which must close.
+        struct ScriptNames
+        {
+            std::set<std::string> textures;
+            std::set<std::string> counts; // numeric parameters
+            std::set<std::string> passes; // of the technique being checked
+        };
+
+        void checkScripts()
+        {
+            ScriptNames names;
+            for (const EffectTexture& texture : model.textures)
+                names.textures.insert(texture.name);
+            for (const EffectParameter& parameter : model.parameters)
+                if (isNumeric(parameter.type))
+                    names.counts.insert(parameter.name);
+            checkScript(model.script, names, nullptr);
+            for (const EffectTechnique& technique : model.techniques) {
+                names.passes.clear();
+                for (const EffectPass& pass : technique.passes)
+                    names.passes.insert(pass.name);
+                checkScript(technique.script, names, &technique);
+                for (const EffectPass& pass : technique.passes)
+                    checkScript(pass.script, names, nullptr);
+            }
+        }
+
+        void checkScript(const EffectScript& script, const ScriptNames& names, const EffectTechnique* technique)
+        {
+            std::vector<const EffectScriptCommand*> loops;
+            for (const EffectScriptCommand& command : script.commands) {
+                const std::string word = effectWord(command.name);
+                const std::string& value = command.value;
+                const bool number = !value.empty() && value.find_first_not_of("0123456789") == std::string::npos;
+                if (word == "loopbycount") {
+                    loops.push_back(&command);
+                    if (!number && !names.counts.count(value))
+                        failAt(command.location,
+                               "LoopByCount takes a number or a parameter, not '" + printable(value) + "'");
+                } else if (word == "loopend") {
+                    if (loops.empty())
+                        failAt(command.location, "LoopEnd without LoopByCount");
+                    else
+                        loops.pop_back();
+                } else if (word == "pass" && technique && !names.passes.count(value)) {
+                    failAt(command.location,
+                           "technique '" + technique->name + "' has no pass '" + printable(value) + "'");
+                } else if ((word.rfind("rendercolortarget", 0) == 0 || word == "renderdepthstenciltarget") &&
+                           !value.empty() && !names.textures.count(value)) {
+                    failAt(command.location, "the render target '" + printable(value) + "' is not a texture of the effect");
+                } else if (word == "draw" && !sameWord(value, "Buffer") && !sameWord(value, "Geometry")) {
+                    failAt(command.location, "Draw takes Buffer or Geometry, not '" + printable(value) + "'");
+                }
+            }
+            if (!loops.empty())
+                failAt(loops.back()->location, "LoopByCount without LoopEnd");
+        }
+
         std::string_view text;
         const std::vector<EffectLocation>& lines;
         std::vector<std::size_t> lineStarts;
         std::vector<Token> tokens;
         Token end;
         std::size_t at = 0;
+        int nesting = 0;
         bool failed = false;
         EffectModel model;
     };
+
+    EffectPreprocessor preprocessorWith(const EffectParser::Definitions& definitions,
+                                        const std::vector<std::string>& includeFolders)
+    {
+        EffectPreprocessor preprocessor;
+        for (const auto& [name, value] : definitions)
+            preprocessor.define(name, value);
+        preprocessor.setIncludeFolders(includeFolders);
+        return preprocessor;
+    }
 }
 
-EffectModel EffectParser::parseFile(const std::string& path, const Definitions& definitions)
+EffectModel EffectParser::parseFile(const std::string& path, const Definitions& definitions,
+                                    const std::vector<std::string>& includeFolders)
 {
-    EffectPreprocessor preprocessor;
-    for (const auto& [name, value] : definitions)
-        preprocessor.define(name, value);
-    return parse(preprocessor.processFile(path));
+    return parse(preprocessorWith(definitions, includeFolders).processFile(path));
 }
 
 EffectModel EffectParser::parseBuffer(const std::string& source, const std::string& name, const std::string& folder,
-                                      const Definitions& definitions)
+                                      const Definitions& definitions, const std::vector<std::string>& includeFolders)
 {
-    EffectPreprocessor preprocessor;
-    for (const auto& [macro, value] : definitions)
-        preprocessor.define(macro, value);
-    return parse(preprocessor.processBuffer(source, name, folder));
+    return parse(preprocessorWith(definitions, includeFolders).processBuffer(source, name, folder));
 }
 
 EffectModel EffectParser::parse(const EffectPreprocessor::Output& source)

@@ -2,7 +2,9 @@
 
 #include "EffectLexer.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <cctype>
 #include <climits>
 #include <cstdlib>
 #include <filesystem>
@@ -19,21 +21,14 @@ namespace
     constexpr std::size_t kMaxOutput = 64u << 20;
     constexpr std::size_t kMaxIncludeDepth = 64;
     constexpr std::size_t kMaxExpansionsPerLine = 100000;
-
-    std::string trim(std::string_view text)
-    {
-        const std::size_t first = text.find_first_not_of(" \t\r\f\v\n");
-        if (first == std::string_view::npos)
-            return {};
-        const std::size_t last = text.find_last_not_of(" \t\r\f\v\n");
-        return std::string(text.substr(first, last - first + 1));
-    }
+    // Each further line of a macro call's arguments expands the call again.
+    constexpr std::size_t kMaxArgumentLines = 200;
 
     std::string stringify(const std::string& argument)
     {
         std::string quoted = "\"";
         bool blank = false;
-        for (char c : trim(argument)) {
+        for (char c : EffectLexer::trim(argument)) {
             if (c == ' ' || c == '\t') {
                 blank = true;
                 continue;
@@ -67,19 +62,6 @@ namespace
         }
 
     private:
-        static int precedence(const Token& token)
-        {
-            if (token.kind != Token::ePunctuator)
-                return 0;
-            static const std::pair<std::string_view, int> kLevels[] = {
-                {"||", 1}, {"&&", 2}, {"|", 3},  {"^", 4},  {"&", 5},  {"==", 6}, {"!=", 6}, {"<", 7},  {">", 7},
-                {"<=", 7}, {">=", 7}, {"<<", 8}, {">>", 8}, {"+", 9},  {"-", 9},  {"*", 10}, {"/", 10}, {"%", 10}};
-            for (const auto& [text, level] : kLevels)
-                if (token.text == text)
-                    return level;
-            return 0;
-        }
-
         const Token* peek() const { return at < tokens.size() ? &tokens[at] : nullptr; }
         bool accept(std::string_view punctuator)
         {
@@ -105,8 +87,8 @@ namespace
         long long binary(int minimum)
         {
             long long left = unary();
-            while (ok && peek() && precedence(*peek()) >= minimum) {
-                const int level = precedence(*peek());
+            while (ok && peek() && peek()->precedence() >= minimum) {
+                const int level = peek()->precedence();
                 const std::string_view op = tokens[at++].text;
                 const long long right = binary(level + 1);
                 left = apply(op, left, right);
@@ -215,6 +197,14 @@ void EffectPreprocessor::define(const std::string& name, const std::string& valu
     predefined[name] = macro;
 }
 
+void EffectPreprocessor::setIncludeFolders(const std::vector<std::string>& folders)
+{
+    includeFolders.clear();
+    for (const std::string& folder : folders)
+        if (!folder.empty())
+            includeFolders.push_back(folder.back() == '/' ? folder : folder + "/");
+}
+
 EffectPreprocessor::Output EffectPreprocessor::processFile(const std::string& path)
 {
     Run run;
@@ -239,32 +229,71 @@ EffectPreprocessor::Output EffectPreprocessor::processBuffer(const std::string& 
     return run.output;
 }
 
-void EffectPreprocessor::processText(Run& run, const std::string& source, const std::string& name,
+void EffectPreprocessor::processText(Run& run, const std::string& source, std::string name,
                                      const std::string& folder)
 {
     std::vector<Conditional> conditionals;
     unsigned lineNumber = 1;
     unsigned logicalStart = 1;
     std::string logical;
+    // Text lines held back while a macro call's arguments run on, with the
+    // line each began on: the expansion keeps their line breaks.
+    std::string held;
+    std::vector<unsigned> heldStarts;
+
+    auto expandHeld = [&](bool mayContinue) {
+        if (heldStarts.empty())
+            return;
+        run.here = {name, heldStarts.front()};
+        run.expansions = 0;
+        run.mayContinue = mayContinue;
+        run.callOpen = false;
+        // A try that waits for more lines is made again in full: its errors go.
+        const std::size_t errorsBefore = run.output.errors.size();
+        std::set<std::string> active;
+        const std::string expanded = expand(run, held, active, 0);
+        run.mayContinue = false;
+        if (run.callOpen && !run.overflowed) {
+            run.output.errors.resize(errorsBefore);
+            return;
+        }
+        if (run.output.text.size() + expanded.size() > kMaxOutput) {
+            error(run, "preprocessed source too large");
+            run.overflowed = true;
+        } else {
+            run.output.text += expanded;
+            run.output.text += '\n';
+            std::size_t line = 0;
+            run.output.lines.push_back({name, heldStarts.front()});
+            for (const char c : expanded)
+                if (c == '\n')
+                    run.output.lines.push_back({name, heldStarts[std::min(++line, heldStarts.size() - 1)]});
+        }
+        held.clear();
+        heldStarts.clear();
+    };
 
     // A logical line is finished: a directive, or text to expand if it is live.
     auto finish = [&] {
-        run.here = {name, logicalStart};
         const std::size_t first = logical.find_first_not_of(" \t\f\v");
         if (first != std::string::npos && logical[first] == '#') {
+            // A macro call's arguments end before a directive.
+            expandHeld(false);
+            run.here = {name, logicalStart};
             directive(run, logical.substr(first + 1), conditionals, folder);
-        } else if (conditionals.empty() || conditionals.back().active) {
-            std::set<std::string> active;
-            run.expansions = 0;
-            const std::string expanded = expand(run, logical, active, 0);
-            if (run.output.text.size() + expanded.size() > kMaxOutput) {
-                error(run, "preprocessed source too large");
-                run.overflowed = true;
-            } else {
-                run.output.text += expanded;
-                run.output.text += '\n';
-                run.output.lines.push_back(run.here);
+            if (run.renumberedLine != 0) {
+                lineNumber = run.renumberedLine - 1;
+                if (!run.renamedFile.empty())
+                    name = run.renamedFile;
+                run.renumberedLine = 0;
+                run.renamedFile.clear();
             }
+        } else if (conditionals.empty() || conditionals.back().active) {
+            if (!heldStarts.empty())
+                held += '\n';
+            held += logical;
+            heldStarts.push_back(logicalStart);
+            expandHeld(heldStarts.size() < kMaxArgumentLines && held.size() < kMaxLineLength);
         }
         logical.clear();
     };
@@ -314,6 +343,7 @@ void EffectPreprocessor::processText(Run& run, const std::string& source, const 
     }
     if (!run.overflowed && !logical.empty())
         finish();
+    expandHeld(false);
     if (run.overflowed)
         return;
     for (const Conditional& conditional : conditionals)
@@ -328,7 +358,7 @@ void EffectPreprocessor::directive(Run& run, const std::string& line, std::vecto
     if (keyword.kind == Token::eEnd)
         return;
     const std::string name(keyword.text);
-    const std::string rest = trim(std::string_view(line).substr(lexer.offset()));
+    const std::string rest = EffectLexer::trim(std::string_view(line).substr(lexer.offset()));
     const bool live = conditionals.empty() || conditionals.back().active;
 
     if (name == "if" || name == "ifdef" || name == "ifndef") {
@@ -385,9 +415,11 @@ void EffectPreprocessor::directive(Run& run, const std::string& line, std::vecto
         run.macros.erase(std::string(EffectLexer(rest).next().text));
     else if (name == "include")
         include(run, rest, folder);
+    else if (name == "line")
+        lineDirective(run, rest);
     else if (name == "error")
         error(run, "#error " + rest);
-    else if (name != "pragma" && name != "line" && name != "warning")
+    else if (name != "pragma" && name != "warning")
         error(run, "unknown preprocessor directive '" + name + "'");
 }
 
@@ -423,23 +455,33 @@ void EffectPreprocessor::defineMacro(Run& run, const std::string& rest)
             }
         }
     }
-    macro.body = trim(std::string_view(rest).substr(lexer.offset()));
+    macro.body = EffectLexer::trim(std::string_view(rest).substr(lexer.offset()));
     run.macros[std::string(name.text)] = macro;
 }
 
 void EffectPreprocessor::include(Run& run, const std::string& rest, const std::string& folder)
 {
+    // A name that is neither "..." nor <...> may be a macro that gives one.
+    std::string written = rest;
+    if (written.empty() || (written[0] != '"' && written[0] != '<')) {
+        std::set<std::string> active;
+        written = EffectLexer::trim(expand(run, rest, active, 0));
+    }
     std::string name;
-    if (rest.size() >= 2 && (rest[0] == '"' || rest[0] == '<')) {
-        const std::size_t close = rest.find(rest[0] == '"' ? '"' : '>', 1);
+    if (written.size() >= 2 && (written[0] == '"' || written[0] == '<')) {
+        const std::size_t close = written.find(written[0] == '"' ? '"' : '>', 1);
         if (close != std::string::npos)
-            name = rest.substr(1, close - 1);
+            name = written.substr(1, close - 1);
     }
     if (name.empty()) {
-        error(run, "#include expects \"FILENAME\"");
+        error(run, "#include expects \"FILENAME\" or <FILENAME>");
         return;
     }
-    const std::string path = name[0] == '/' ? name : folder + name;
+    const std::string path = findInclude(name, folder);
+    if (path.empty()) {
+        error(run, "cannot open include file \"" + name + "\"");
+        return;
+    }
     std::error_code failure;
     const std::string canonical = std::filesystem::weakly_canonical(path, failure).string();
     for (const std::string& open : run.includeStack)
@@ -459,6 +501,63 @@ void EffectPreprocessor::include(Run& run, const std::string& rest, const std::s
     run.includeStack.push_back(canonical);
     processText(run, source, path, folderOf(path));
     run.includeStack.pop_back();
+}
+
+std::string EffectPreprocessor::findInclude(const std::string& name, const std::string& folder) const
+{
+    auto isFile = [](const std::string& path) {
+        std::error_code failure;
+        return std::filesystem::is_regular_file(path, failure);
+    };
+    std::vector<std::string> candidates;
+    const bool drive = name.size() >= 2 && std::isalpha(static_cast<unsigned char>(name[0])) && name[1] == ':';
+    if (!drive && name.find('\\') == std::string::npos) {
+        if (name[0] == '/')
+            return isFile(name) ? name : std::string();
+        candidates.push_back(name);
+    } else {
+        // Written for Windows: the folders it names are not here, the file may be.
+        std::string slashed = name.substr(drive ? 2 : 0);
+        std::replace(slashed.begin(), slashed.end(), '\\', '/');
+        if (!drive && !slashed.empty() && slashed[0] != '/')
+            candidates.push_back(slashed);
+        const std::string last = slashed.substr(slashed.rfind('/') + 1);
+        if (last.empty())
+            return {};
+        candidates.push_back(last);
+    }
+    for (const std::string& candidate : candidates) {
+        if (isFile(folder + candidate))
+            return folder + candidate;
+        for (const std::string& searched : includeFolders)
+            if (isFile(searched + candidate))
+                return searched + candidate;
+    }
+    return {};
+}
+
+void EffectPreprocessor::lineDirective(Run& run, const std::string& rest)
+{
+    std::set<std::string> active;
+    const std::string expanded = expand(run, rest, active, 0);
+    EffectLexer lexer(expanded);
+    const Token number = lexer.next();
+    const bool digits = number.kind == Token::eNumber &&
+                        number.text.find_first_not_of("0123456789") == std::string_view::npos && number.text.size() <= 9;
+    const unsigned line = digits ? unsigned(std::stoul(std::string(number.text))) : 0;
+    if (line == 0) {
+        error(run, "#line expects a line number from 1 to 999999999");
+        return;
+    }
+    const Token file = lexer.next();
+    if ((file.kind != Token::eEnd && file.kind != Token::eString) || lexer.next().kind != Token::eEnd ||
+        (file.kind == Token::eString && (file.text.size() < 3 || file.text.back() != '"'))) {
+        error(run, "#line expects a line number and an optional \"FILENAME\"");
+        return;
+    }
+    run.renumberedLine = line;
+    if (file.kind == Token::eString)
+        run.renamedFile = EffectLexer::unquote(file.text);
 }
 
 bool EffectPreprocessor::evaluate(Run& run, const std::string& expression)
@@ -517,12 +616,25 @@ std::string EffectPreprocessor::expand(Run& run, const std::string& text, std::s
         }
         const Macro macro = found->second;
         std::vector<std::string> arguments;
+        // The line breaks a call spans follow its expansion, so that the text
+        // after it keeps its line.
+        std::size_t lineBreaks = 0;
         if (macro.isFunction) {
             // A function-like macro's name without "(" is an ordinary name.
+            auto blank = [&](const Token& space) {
+                lineBreaks += std::size_t(std::count(space.text.begin(), space.text.end(), '\n'));
+            };
+            const bool mayContinue = depth == 0 && run.mayContinue;
             EffectLexer look = lexer;
             Token open = look.next();
-            if (open.kind == Token::eSpace)
+            if (open.kind == Token::eSpace) {
+                blank(open);
                 open = look.next();
+            }
+            if (open.kind == Token::eEnd && mayContinue) {
+                run.callOpen = true;
+                return out;
+            }
             if (!open.is("(")) {
                 out += token.text;
                 continue;
@@ -531,6 +643,11 @@ std::string EffectPreprocessor::expand(Run& run, const std::string& text, std::s
             int level = 0;
             bool closed = false;
             for (Token part = look.next(); part.kind != Token::eEnd; part = look.next()) {
+                if (part.kind == Token::eSpace) {
+                    blank(part);
+                    argument += ' ';
+                    continue;
+                }
                 if (part.is("(")) {
                     ++level;
                 } else if (part.is(")")) {
@@ -540,17 +657,21 @@ std::string EffectPreprocessor::expand(Run& run, const std::string& text, std::s
                     }
                     --level;
                 } else if (part.is(",") && level == 0) {
-                    arguments.push_back(trim(argument));
+                    arguments.push_back(EffectLexer::trim(argument));
                     argument.clear();
                     continue;
                 }
                 argument += part.text;
             }
+            if (!closed && mayContinue) {
+                run.callOpen = true;
+                return out;
+            }
             if (!closed) {
                 error(run, "unterminated argument list invoking macro '" + name + "'");
                 return out + text.substr(token.offset);
             }
-            arguments.push_back(trim(argument));
+            arguments.push_back(EffectLexer::trim(argument));
             if (macro.parameters.empty() && arguments.size() == 1 && arguments[0].empty())
                 arguments.clear();
             if (arguments.size() != macro.parameters.size())
@@ -563,6 +684,7 @@ std::string EffectPreprocessor::expand(Run& run, const std::string& text, std::s
         active.insert(name);
         out += expand(run, substitute(run, macro, arguments, active, depth), active, depth + 1);
         active.erase(name);
+        out.append(lineBreaks, '\n');
     }
     return out;
 }

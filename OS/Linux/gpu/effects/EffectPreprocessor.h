@@ -7,11 +7,17 @@
 #include <string>
 #include <vector>
 
-// The C preprocessor as effect files use it: #include relative to the including
-// file, object- and function-like macros with # and ##, conditionals over
-// integer expressions, #pragma ignored. Every output line remembers the file and
-// line it came from, so that later stages report errors where the author wrote
-// them. Errors never stop the caller: they come back with the text.
+// The C preprocessor as effect files use it: #include "name" or <name>, looked
+// for beside the including file and then in the include folders, object- and
+// function-like macros with # and ## (arguments may run over several lines),
+// conditionals over integer expressions, #line, #pragma ignored. Every output
+// line remembers the file and line it came from, so that later stages report
+// errors where the author wrote them. Errors never stop the caller: they come
+// back with the text.
+//
+// An include written for another system ("F:\dir\Quad.fxh", "lib\a.fxh") is
+// looked for with its backslashes as slashes when it is relative, then by its
+// last component, in the same folders.
 class EffectPreprocessor
 {
 public:
@@ -24,6 +30,8 @@ public:
 
     // Predefined macros, such as the profile and the compiler definitions.
     void define(const std::string& name, const std::string& value);
+    // Folders searched in order after the including file's own; empty ones are skipped.
+    void setIncludeFolders(const std::vector<std::string>& folders);
 
     Output processFile(const std::string& path);
     // folder is where includes of the buffer are looked for, with its trailing "/".
@@ -59,12 +67,18 @@ private:
         EffectLocation here;                   // the directive or line being handled
         std::size_t expansions = 0;            // macros expanded on the current line
         bool overflowed = false;               // a bound was passed: stop reading
+        bool mayContinue = false;              // a macro call may take its arguments from the next line
+        bool callOpen = false;                 // ... and does: the line waits for the next one
+        unsigned renumberedLine = 0;           // set by #line: the number of the line after it
+        std::string renamedFile;               // set by #line with a file name
     };
 
-    void processText(Run& run, const std::string& source, const std::string& name, const std::string& folder);
+    void processText(Run& run, const std::string& source, std::string name, const std::string& folder);
     void directive(Run& run, const std::string& line, std::vector<Conditional>& conditionals, const std::string& folder);
     void defineMacro(Run& run, const std::string& rest);
     void include(Run& run, const std::string& rest, const std::string& folder);
+    std::string findInclude(const std::string& name, const std::string& folder) const;
+    void lineDirective(Run& run, const std::string& rest);
     bool evaluate(Run& run, const std::string& expression);
     std::string expand(Run& run, const std::string& text, std::set<std::string>& active, int depth);
     std::string substitute(Run& run, const Macro& macro, const std::vector<std::string>& arguments,
@@ -72,4 +86,5 @@ private:
     void error(Run& run, const std::string& message);
 
     std::map<std::string, Macro> predefined;
+    std::vector<std::string> includeFolders; // each with its trailing "/"
 };

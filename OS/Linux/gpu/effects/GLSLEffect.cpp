@@ -10,7 +10,8 @@
 #include <sstream>
 
 GLSLEffect::Compilation GLSLEffect::compileFile(const std::string& path, const EffectParser::Definitions& definitions,
-                                                const EffectCompilerProcess& compiler, unsigned glslVersion)
+                                                const EffectCompilerProcess& compiler, unsigned glslVersion,
+                                                const std::vector<std::string>& includeFolders)
 {
     std::string source;
     if (!EffectPreprocessor::readFile(path, source)) {
@@ -18,13 +19,15 @@ GLSLEffect::Compilation GLSLEffect::compileFile(const std::string& path, const E
         failed.listing = effectListing({EffectError(EffectLocation(path, 0), "the file cannot be read")});
         return failed;
     }
-    return compileBuffer(source, definitions, path, EffectPreprocessor::folderOf(path), compiler, glslVersion);
+    return compileBuffer(source, definitions, path, EffectPreprocessor::folderOf(path), compiler, glslVersion,
+                         includeFolders);
 }
 
 GLSLEffect::Compilation GLSLEffect::compileBuffer(const std::string& source,
                                                   const EffectParser::Definitions& definitions,
                                                   const std::string& name, const std::string& folder,
-                                                  const EffectCompilerProcess& compiler, unsigned glslVersion)
+                                                  const EffectCompilerProcess& compiler, unsigned glslVersion,
+                                                  const std::vector<std::string>& includeFolders)
 {
     EffectCompilerProcess::Request request;
     request.name = name;
@@ -32,6 +35,7 @@ GLSLEffect::Compilation GLSLEffect::compileBuffer(const std::string& source,
     request.source = source;
     request.definitions = definitions;
     request.glslVersion = glslVersion ? glslVersion : glslVersionOfCurrentContext();
+    request.includeFolders = includeFolders;
     const EffectCompilerProcess::Result compiled = compiler.compile(request);
     if (!compiled.succeeded) {
         Compilation failed;
@@ -40,7 +44,7 @@ GLSLEffect::Compilation GLSLEffect::compileBuffer(const std::string& source,
     }
     // The compiler read the same text; reading it again here is quicker than
     // sending the whole model across.
-    return fromCompiled(EffectParser::parseBuffer(source, name, folder, definitions), compiled);
+    return fromCompiled(EffectParser::parseBuffer(source, name, folder, definitions, includeFolders), compiled);
 }
 
 unsigned GLSLEffect::glslVersionOfCurrentContext()
@@ -92,6 +96,7 @@ GLSLEffect::Compilation GLSLEffect::fromCompiled(const EffectModel& model, const
             built->validity = Technique::eValidity::invalid;
             built->validationLog = invalid->reason;
         }
+        built->script = technique.script;
         for (const EffectPass& pass : technique.passes) {
             std::string glsl[2];
             for (const EffectShaderBinding& binding : pass.shaders) {
@@ -194,6 +199,12 @@ GLSLEffectParameter* GLSLEffect::findParameter(const std::string& name) const
     const auto found = std::find_if(parameters_.begin(), parameters_.end(),
                                     [&](const auto& parameter) { return parameter->name() == name; });
     return found == parameters_.end() ? nullptr : found->get();
+}
+
+GLSLEffectParameter* GLSLEffect::renderTarget(const GLSLEffectPass& pass) const
+{
+    GLSLEffectParameter* target = pass.renderColorTarget().empty() ? nullptr : findParameter(pass.renderColorTarget());
+    return target && target->kind() == GLSLEffectParameter::eKind::texture ? target : nullptr;
 }
 
 GLenum GLSLEffect::textureEnum(const GLSLEffectParameter& sampler)

@@ -34,6 +34,7 @@ public:
 
         std::string name;
         EffectAnnotations annotations;
+        EffectScript script; // the commands of its Script annotation
         std::vector<std::unique_ptr<GLSLEffectPass>> passes;
         eValidity validity = eValidity::unknown;
         // When invalid, why: the compiler's lines "file(line) : error: message"
@@ -54,15 +55,16 @@ public:
 
     // The profile and the compiler definitions come in as macros. glslVersion
     // is 130 or 120; 0 takes 130 unless the current context offers less.
+    // Includes are looked for beside the including file, then in includeFolders.
     static Compilation compileFile(const std::string& path, const EffectParser::Definitions& definitions,
                                    const EffectCompilerProcess& compiler = EffectCompilerProcess(),
-                                   unsigned glslVersion = 0);
+                                   unsigned glslVersion = 0, const std::vector<std::string>& includeFolders = {});
     // name is what the listing calls the buffer; folder is where its includes
-    // are looked for, with its trailing "/", and may be empty.
+    // are looked for first, with its trailing "/", and may be empty.
     static Compilation compileBuffer(const std::string& source, const EffectParser::Definitions& definitions,
                                      const std::string& name = "effect", const std::string& folder = {},
                                      const EffectCompilerProcess& compiler = EffectCompilerProcess(),
-                                     unsigned glslVersion = 0);
+                                     unsigned glslVersion = 0, const std::vector<std::string>& includeFolders = {});
     // The effect of a model and what the compiler made of it; with a technique
     // name, the compiler was asked for that technique and the effect holds it alone.
     static Compilation fromCompiled(const EffectModel& model, const EffectCompilerProcess::Result& compiled,
@@ -78,6 +80,9 @@ public:
     std::size_t parameterCount() const { return parameters_.size(); }
     GLSLEffectParameter& parameter(std::size_t index) const { return *parameters_[index]; }
     GLSLEffectParameter* findParameter(const std::string& name) const;
+    // The texture the pass draws into, as its script names it; null for the
+    // renderer's own target.
+    GLSLEffectParameter* renderTarget(const GLSLEffectPass& pass) const;
 
     // The unit a sampler's texture is bound on, as GL_TEXTURE0 + n; 0 for a
     // sampler no pass reads.

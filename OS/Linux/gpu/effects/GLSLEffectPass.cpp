@@ -86,9 +86,14 @@ void uploadInts(GLint location, const UniformShape& shape, GLsizei count, const 
 
 GLSLEffectPass::GLSLEffectPass(const EffectPass& pass, std::string vertexGlsl, std::string fragmentGlsl,
                                std::vector<EffectError>& errors)
-    : name_(pass.name), annotations_(pass.annotations), vertexGlsl_(std::move(vertexGlsl)),
+    : name_(pass.name), annotations_(pass.annotations), script_(pass.script), vertexGlsl_(std::move(vertexGlsl)),
       fragmentGlsl_(std::move(fragmentGlsl)), renderStates_(pass.states, errors)
 {
+    for (const EffectScriptCommand& command : script_.commands) {
+        const std::string word = effectWord(command.name);
+        if (word == "rendercolortarget0" || word == "rendercolortarget")
+            renderColorTarget_ = command.value;
+    }
 }
 
 GLSLEffectPass::~GLSLEffectPass()

@@ -9,9 +9,9 @@
 #include <string>
 #include <vector>
 
-// One pass of a compiled effect: its annotations, its render states and the
-// GLSL of its stages, linked into a program on the context that validates it.
-// A stage the pass does not set is OpenGL's fixed-function one.
+// One pass of a compiled effect: its annotations and script, its render states
+// and the GLSL of its stages, linked into a program on the context that
+// validates it. A stage the pass does not set is OpenGL's fixed-function one.
 //
 // Every OpenGL call needs the context the pass was linked on (or one sharing
 // with it) current on the calling thread.
@@ -29,6 +29,10 @@ public:
 
     const std::string& name() const { return name_; }
     const EffectAnnotations& annotations() const { return annotations_; }
+    const EffectScript& script() const { return script_; }
+    // The texture its script's RenderColorTarget0 (or RenderColorTarget) names;
+    // empty for the renderer's own target.
+    const std::string& renderColorTarget() const { return renderColorTarget_; }
     const std::string& vertexGlsl() const { return vertexGlsl_; }
     const std::string& fragmentGlsl() const { return fragmentGlsl_; }
 
@@ -62,6 +66,8 @@ private:
 
     std::string name_;
     EffectAnnotations annotations_;
+    EffectScript script_;
+    std::string renderColorTarget_;
     std::string vertexGlsl_;
     std::string fragmentGlsl_;
     EffectRenderStates renderStates_;
