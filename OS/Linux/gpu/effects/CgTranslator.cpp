@@ -1,5 +1,7 @@
 #include "CgTranslator.h"
 
+#include "CgLibrary.h"
+
 // Debian builds glslang with its HLSL front end; its headers hide the HLSL
 // calls unless told.
 #define ENABLE_HLSL 1
@@ -18,6 +20,7 @@ namespace {
 
 // Prefix of every name the rewrite invents; Cg code never uses it.
 const std::string kPrefix = "kvcg_";
+const std::string kLibraryPrefix = kPrefix + "lib_";
 const std::string kUniformPrefix = kPrefix + "u_";
 const std::string kGlobalsBlock = kPrefix + "globals";
 const std::string kInputPrefix = kPrefix + "in_";
@@ -205,6 +208,8 @@ public:
     // HLSL names that stand for a differently named Cg name.
     const std::map<std::string, std::string>& cgNames() const { return cgNames_; }
     const std::set<std::string>& rectangleSamplers() const { return rectangleSamplers_; }
+    // Cg library functions called through CgLibrary's helpers.
+    const std::set<std::string>& libraryCalls() const { return libraryCalls_; }
     // Globals whose writable copy has the uniform's own name.
     const std::vector<std::string>& writtenUniforms() const { return writtenUniforms_; }
     // Cg names of the bool uniforms declared int for the translator.
@@ -259,35 +264,29 @@ private:
                 const size_t name = nextSignificant(index);
                 if (name < tokens_.size() && tokens_[name].kind == eToken::identifier)
                     rectangleSamplers_.insert(tokens_[name].text);
-            } else if (token.text == "texRECT" || token.text == "texRECTproj") {
-                token.text.replace(0, 7, "tex2D");
-            }
-            if (token.text == "tex1D" || token.text == "tex2D" || token.text == "tex3D" || token.text == "texCUBE") {
-                // Cg's four-argument form passes explicit derivatives.
-                if (argumentCount(nextSignificant(index)) == 4)
-                    token.text += "grad";
+            } else if (const std::string helper = CgLibrary::hlslName(token.text);
+                       !helper.empty() && nextSignificant(index) < tokens_.size() &&
+                       tokens_[nextSignificant(index)].text == "(") {
+                // An effect's own function of a library name stays its own.
+                if (declaresFunction(index))
+                    ownFunctions_.insert(token.text);
+                if (!ownFunctions_.count(token.text)) {
+                    libraryCalls_.insert(token.text);
+                    token.text = helper;
+                }
             }
         }
     }
 
-    // The number of arguments of the call whose "(" is at tokens_[open].
-    size_t argumentCount(size_t open) const
+    // Whether the name at tokens_[index], followed by "(", follows a type.
+    bool declaresFunction(size_t index) const
     {
-        if (open >= tokens_.size() || tokens_[open].text != "(")
-            return 0;
-        int depth = 0;
-        size_t count = 1;
-        for (size_t index = open; index < tokens_.size(); ++index) {
-            const std::string& text = tokens_[index].text;
-            if (text == "(" || text == "[" || text == "{")
-                ++depth;
-            else if (text == ")" || text == "]" || text == "}") {
-                if (--depth == 0)
-                    return count;
-            } else if (text == "," && depth == 1)
-                ++count;
-        }
-        return 0;
+        while (index > 0 && tokens_[index - 1].kind == eToken::space)
+            --index;
+        if (index == 0)
+            return false;
+        const Token& type = tokens_[index - 1];
+        return type.kind == eToken::identifier && type.text != "return" && type.text != "else" && type.text != "do";
     }
 
     // Top-level declarations: each ends at a ";" or at the "}" of a body.
@@ -536,6 +535,8 @@ private:
     Listing& listing_;
     std::map<std::string, std::string> cgNames_;
     std::set<std::string> rectangleSamplers_;
+    std::set<std::string> libraryCalls_;
+    std::set<std::string> ownFunctions_;
     std::string entryPrologue_;
     std::vector<std::string> writtenUniforms_;
     std::set<std::string> boolUniforms_;
@@ -568,6 +569,9 @@ void addGlslangLog(const std::string& log, int fallbackLine, Listing& listing)
                 break;
             }
         }
+        // Library helpers go by their Cg names.
+        for (size_t at = message.find(kLibraryPrefix); at != std::string::npos; at = message.find(kLibraryPrefix, at))
+            message.erase(at, kLibraryPrefix.size());
         listing.add(sourceLine, message);
     }
     if (listing.text.empty())
@@ -590,6 +594,9 @@ bool toSpirv(const CgRewrite& rewrite, const std::string& fileName, CgTranslator
     const char* names[] = {fileName.c_str()};
     glslang::TShader shader(language);
     shader.setStringsWithLengthsAndNames(strings, lengths, names, 1);
+    // A string of its own before the effect's, so that the effect's lines keep their numbers.
+    const std::string prelude = CgLibrary::prelude(rewrite.libraryCalls());
+    shader.setPreamble(prelude.c_str());
     shader.setEntryPoint(rewrite.entryName().c_str());
     shader.setSourceEntryPoint(rewrite.entryName().c_str());
     shader.setEnvInput(glslang::EShSourceHlsl, language, glslang::EShClientOpenGL, 100);
@@ -862,9 +869,8 @@ bool rewireGlsl(std::string& glsl, const CgRewrite& rewrite, CgTranslator::eStag
         for (const std::string& sampler : rewrite.rectangleSamplers()) {
             result = replaceAll(result, "uniform sampler2D " + sampler + ";", "uniform sampler2DRect " + sampler + ";");
             const std::string sample = legacy ? "texture2D(" : "texture(";
-            const std::string project = legacy ? "texture2DProj(" : "textureProj(";
             result = replaceAll(result, sample + sampler + ",", "texture2DRect(" + sampler + ",");
-            result = replaceAll(result, project + sampler + ",", "texture2DRectProj(" + sampler + ",");
+            result = replaceAll(result, "textureSize(" + sampler + ", int(0u))", "textureSize(" + sampler + ")");
         }
         const size_t version = result.find('\n');
         result.insert(version == std::string::npos ? 0 : version + 1, "#extension GL_ARB_texture_rectangle : require\n");
