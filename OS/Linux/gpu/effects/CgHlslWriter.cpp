@@ -1,6 +1,7 @@
 #include "CgHlslWriter.h"
 
 #include "CgGLState.h"
+#include "CgLibrary.h"
 #include "CgParser.h"
 
 #include <algorithm>
@@ -192,6 +193,13 @@ void CgHlslWriter::findEntry()
             uniforms_.insert(parameter.children[1].text);
     if (bound < arguments_.size())
         errors_.push_back({entryFunction_->line, "too many arguments for the uniform parameters of '" + entry_ + "'"});
+}
+
+bool CgHlslWriter::definesFunction(const std::string& cgName) const
+{
+    return std::any_of(unit_.children.begin(), unit_.children.end(), [&](const CgNode& item) {
+        return item.kind == CgNode::eFunction && item.text == cgName;
+    });
 }
 
 void CgHlslWriter::findReachableFunctions()
@@ -602,13 +610,12 @@ void CgHlslWriter::writeExpression(const CgNode& expression)
         writeExpression(children[2]);
         break;
     case CgNode::eCall: {
-        std::string callee = name(expression.text);
-        if (expression.text == "texRECT" || expression.text == "texRECTproj")
-            callee = "tex2D" + expression.text.substr(7);
-        // Cg's four-argument form passes explicit derivatives.
-        if ((callee == "tex1D" || callee == "tex2D" || callee == "tex3D" || callee == "texCUBE") &&
-            children.size() == 4)
-            callee += "grad";
+        // The library's helpers, unless the effect defines a function of that name itself.
+        std::string callee = CgLibrary::hlslName(expression.text);
+        if (!callee.empty() && !definesFunction(expression.text))
+            libraryCalls_.insert(expression.text);
+        else
+            callee = name(expression.text);
         put(expression.line, callee + "(");
         writeList(children, 0);
         put(line_, ")");

@@ -14,6 +14,8 @@
 //   input...) get the prefix "kvcg_"; cgNames() maps them back.
 // - fixed and half are float; samplerRECT is sampler2D (rectangleSamplers()
 //   lists those uniforms, for the GLSL to sample them as rectangles).
+// - Cg library functions that HLSL lacks or spells differently call
+//   CgLibrary's helpers (libraryCalls()), unless the code defines its own.
 // - The entry's uniform parameters are globals; those that `compile` binds,
 //   in order, are the global the argument names (a sampler, say) or a local
 //   holding the argument's value.
@@ -48,6 +50,8 @@ public:
     int entryLine() const { return entryFunction_ ? entryFunction_->line : 1; }
     const std::map<std::string, std::string>& cgNames() const { return cgNames_; }
     const std::set<std::string>& rectangleSamplers() const { return rectangleSamplers_; }
+    // Cg library functions the code calls through CgLibrary's helpers.
+    const std::set<std::string>& libraryCalls() const { return libraryCalls_; }
     const std::vector<std::string>& writtenUniforms() const { return writtenUniforms_; }
     const std::set<std::string>& boolUniforms() const { return boolUniforms_; }
     // Uniforms that stand for OpenGL state (glstate.matrix.mvp, or a
@@ -64,6 +68,7 @@ private:
     void findEntry();
     void findReachableFunctions();
     void findWrittenUniforms();
+    bool definesFunction(const std::string& cgName) const;
     std::string statePath(const CgNode& expression) const;
 
     void writeItem(const CgNode& item);
@@ -105,6 +110,7 @@ private:
     std::string entryName_;
     std::map<std::string, std::string> cgNames_;
     std::set<std::string> rectangleSamplers_;
+    std::set<std::string> libraryCalls_;
     std::vector<std::string> writtenUniforms_;
     std::set<std::string> boolUniforms_;
     std::map<std::string, std::string> stateUniforms_;

@@ -1,6 +1,7 @@
 #include "CgTranslator.h"
 
 #include "CgHlslWriter.h"
+#include "CgLibrary.h"
 #include "CgParser.h"
 
 // Debian builds glslang with its HLSL front end; its headers hide the HLSL
@@ -22,6 +23,7 @@ namespace {
 
 // Prefix of every name the rewrite invents; Cg code never uses it.
 const std::string kPrefix = "kvcg_";
+const std::string kLibraryPrefix = kPrefix + "lib_";
 const std::string kGlobalsBlock = kPrefix + "globals";
 const std::string kInputPrefix = kPrefix + "in_";
 const std::string kOutputPrefix = kPrefix + "out_";
@@ -84,6 +86,9 @@ void addGlslangLog(const std::string& log, int fallbackLine, Listing& listing)
                 break;
             }
         }
+        // Library helpers go by their Cg names.
+        for (size_t at = message.find(kLibraryPrefix); at != std::string::npos; at = message.find(kLibraryPrefix, at))
+            message.erase(at, kLibraryPrefix.size());
         listing.add(sourceLine, message);
     }
     if (listing.text.empty())
@@ -183,6 +188,9 @@ bool toSpirv(const CgHlslWriter& rewrite, const std::string& fileName, CgTransla
     const char* names[] = {fileName.c_str()};
     glslang::TShader shader(language);
     shader.setStringsWithLengthsAndNames(strings, lengths, names, 1);
+    // A string of its own before the effect's, so that the effect's lines keep their numbers.
+    const std::string prelude = CgLibrary::prelude(rewrite.libraryCalls());
+    shader.setPreamble(prelude.c_str());
     shader.setEntryPoint(rewrite.entryName().c_str());
     shader.setSourceEntryPoint(rewrite.entryName().c_str());
     shader.setEnvInput(glslang::EShSourceHlsl, language, glslang::EShClientOpenGL, 100);
@@ -492,9 +500,8 @@ bool rewireGlsl(std::string& glsl, const CgHlslWriter& rewrite, CgTranslator::eS
             const std::string sampler = CgHlslWriter::glslUniformName(cgSampler);
             result = replaceAll(result, "uniform sampler2D " + sampler + ";", "uniform sampler2DRect " + sampler + ";");
             const std::string sample = legacy ? "texture2D(" : "texture(";
-            const std::string project = legacy ? "texture2DProj(" : "textureProj(";
             result = replaceAll(result, sample + sampler + ",", "texture2DRect(" + sampler + ",");
-            result = replaceAll(result, project + sampler + ",", "texture2DRectProj(" + sampler + ",");
+            result = replaceAll(result, "textureSize(" + sampler + ", int(0u))", "textureSize(" + sampler + ")");
         }
         const size_t version = result.find('\n');
         result.insert(version == std::string::npos ? 0 : version + 1, "#extension GL_ARB_texture_rectangle : require\n");
