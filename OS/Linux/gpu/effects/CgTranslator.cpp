@@ -172,10 +172,10 @@ bool legalise(const std::vector<unsigned int>& unlegalised, std::vector<unsigned
     return false;
 }
 
+// glslang builds its tables once per process; after that, translations on
+// several threads are independent (each has its own pools, SPIR-V Tools and
+// SPIRV-Cross contexts).
 std::once_flag glslangStarted;
-// Serialises translations: glslang's process-wide tables and SPIRV-Cross are
-// not promised to be reentrant.
-std::mutex translating;
 
 bool toSpirv(const CgHlslWriter& rewrite, const std::string& fileName, CgTranslator::eStage stage,
              std::vector<unsigned int>& spirv, Listing& listing)
@@ -673,7 +673,6 @@ CgTranslator::Translation CgTranslator::translate(std::string_view fileName, std
                                                   std::string_view entry, eStage stage,
                                                   const std::vector<std::string>& arguments, unsigned glslVersion)
 {
-    std::lock_guard lock(translating);
     Translation translation;
     Listing listing{std::string(fileName), {}};
     if (glslVersion != 120 && glslVersion != 130) {

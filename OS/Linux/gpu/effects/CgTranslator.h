@@ -17,7 +17,7 @@
 // false, a Cg row is a GLSL column). Arguments bound by `compile` go to the
 // entry's uniform parameters in order.
 //
-// Safe to call from any thread; calls are serialised. glslang may still crash
+// Safe to call from several threads at once. glslang may still crash
 // on hostile input, so callers outside a compiler process must not feed it
 // untrusted text.
 class CgTranslator

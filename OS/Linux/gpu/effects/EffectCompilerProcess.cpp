@@ -14,6 +14,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cctype>
 #include <cerrno>
 #include <climits>
@@ -426,6 +427,29 @@ EffectCompilerProcess::Result EffectCompilerProcess::compileHere(const Request& 
         return result;
     }
     const CgSource source = cgSourceOf(model);
+    // Every shader of the techniques asked for, translated side by side: the
+    // entries of a large effect are independent, and each takes long.
+    std::vector<const EffectShaderBinding*> bindings;
+    for (const EffectTechnique& technique : model.techniques)
+        if (request.technique.empty() || technique.name == request.technique)
+            for (const EffectPass& pass : technique.passes)
+                for (const EffectShaderBinding& binding : pass.shaders)
+                    if (!binding.entry.empty() || binding.assembly)
+                        bindings.push_back(&binding);
+    std::vector<std::pair<std::vector<EffectError>, std::string>> translations(bindings.size());
+    {
+        std::atomic<size_t> next = 0;
+        auto work = [&] {
+            for (size_t at = next++; at < bindings.size(); at = next++)
+                translations[at].first = translate(*bindings[at], source, request.glslVersion, translations[at].second);
+        };
+        std::vector<std::thread> workers(std::min<size_t>(std::max(1u, std::thread::hardware_concurrency()), bindings.size()));
+        for (std::thread& worker : workers)
+            worker = std::thread(work);
+        for (std::thread& worker : workers)
+            worker.join();
+    }
+    auto translation = translations.begin();
     std::vector<EffectError> diagnostics; // of the file as a whole: errors fail it, warnings do not
     std::vector<EffectError> reasons;     // of the invalid techniques
     bool found = request.technique.empty();
@@ -443,10 +467,13 @@ EffectCompilerProcess::Result EffectCompilerProcess::compileHere(const Request& 
             const EffectRenderStates states(pass.states, diagnostics);
             // One reason is enough to make a technique invalid.
             for (const EffectShaderBinding& binding : pass.shaders) {
-                if (!refused.empty() || (binding.entry.empty() && !binding.assembly))
+                if (binding.entry.empty() && !binding.assembly)
                     continue;
-                Shader shader{technique.name, pass.name, stageOf(binding), binding.entry, {}};
-                refused = translate(binding, source, request.glslVersion, shader.glsl);
+                auto& [translationRefused, glsl] = *translation++;
+                if (!refused.empty())
+                    continue;
+                Shader shader{technique.name, pass.name, stageOf(binding), binding.entry, std::move(glsl)};
+                refused = std::move(translationRefused);
                 for (EffectError& line : refused)
                     line.message.insert(0, passTitle(technique, index, pass, passIndex));
                 if (refused.empty())
