@@ -483,6 +483,17 @@ sampler2D Source;
 float4 main(float2 uv : TEXCOORD0, uniform sampler2D Source, uniform half4 tint) : COLOR { return tex2D(Source, uv) * tint; }
 technique t { pass p { FragmentProgram = compile fp40 main(Source, half4(1, 0.5, 1, 0.5x)); } })",
      cornerWith({{0, {0.5f, 0.5f, 0.0f, 1.0f}}}), {0.8f, 0.2f, 0.2f, 0.5f}},
+    {"% on floats with the dividend's sign, and on integers", R"(
+float4 main(float2 uv : TEXCOORD0) : COLOR
+{
+    float a = -uv.x;
+    half2 b = half2(1.75, 0.5);
+    b %= 0.5;
+    int i = 7;
+    return float4(a % 0.5 + 0.5, b.x, (i % 3) * 0.5, (uv.y * 4) % 1.5);
+}
+technique t { pass p { FragmentProgram = compile fp40 main(); } })",
+     cornerWith({{0, {0.75f, 0.5f, 0.0f, 1.0f}}}), {0.25f, 0.25f, 0.5f, 0.5f}},
 };
 
 } // namespace

@@ -170,6 +170,10 @@ bool CgHlslWriter::run()
     findReachableFunctions();
     findWrittenUniforms();
     entryName_ = name(entry_);
+    for (const CgNode& item : unit_.children)
+        if (item.kind == CgNode::eVariables)
+            for (std::size_t index = 1; index < item.children.size(); ++index)
+                globalTypes_[item.children[index].text] = item.children[0].text;
     put(1, stateDeclarations_);
     for (const CgNode& item : unit_.children)
         writeItem(item);
@@ -193,6 +197,50 @@ void CgHlslWriter::findEntry()
             uniforms_.insert(parameter.children[1].text);
     if (bound < arguments_.size())
         errors_.push_back({entryFunction_->line, "too many arguments for the uniform parameters of '" + entry_ + "'"});
+}
+
+// Whether an expression is of a floating type, as far as names declared in
+// the function or globally and literals tell; an unknown type is not.
+bool CgHlslWriter::isFloat(const CgNode& expression) const
+{
+    auto floatType = [](const std::string& type) {
+        return CgParser::isBuiltinType(type) &&
+               (type.rfind("float", 0) == 0 || type.rfind("half", 0) == 0 || type.rfind("fixed", 0) == 0 ||
+                type.rfind("double", 0) == 0);
+    };
+    switch (expression.kind) {
+    case CgNode::eLiteral:
+        return expression.text.find_first_of(".eE") != std::string::npos &&
+               expression.text.compare(0, 2, "0x") != 0 && expression.text.compare(0, 2, "0X") != 0;
+    case CgNode::eName: {
+        const auto local = localTypes_.find(expression.text);
+        if (local != localTypes_.end())
+            return floatType(local->second);
+        const auto global = globalTypes_.find(expression.text);
+        return global != globalTypes_.end() && floatType(global->second);
+    }
+    case CgNode::eConstructor:
+    case CgNode::eCast:
+        return floatType(expression.children[0].text);
+    case CgNode::eParenthesised:
+    case CgNode::eUnary:
+    case CgNode::ePostfix:
+    case CgNode::eAssign:
+        return isFloat(expression.children[0]);
+    case CgNode::eIndex:
+        return isFloat(expression.children[0]);
+    case CgNode::eMember:
+        // A swizzle keeps the vector's type.
+        return expression.text.find_first_not_of("xyzwrgba") == std::string::npos && isFloat(expression.children[0]);
+    case CgNode::eBinary:
+        return (expression.text == "+" || expression.text == "-" || expression.text == "*" || expression.text == "/" ||
+                expression.text == "%") &&
+               (isFloat(expression.children[0]) || isFloat(expression.children[1]));
+    case CgNode::eConditional:
+        return isFloat(expression.children[1]) || isFloat(expression.children[2]);
+    default:
+        return false;
+    }
 }
 
 bool CgHlslWriter::definesFunction(const std::string& cgName) const
@@ -448,6 +496,12 @@ void CgHlslWriter::writeFunction(const CgNode& function)
     for (const std::string& word : function.words)
         if (word != "noinline")
             qualifiers += word + " ";
+    localTypes_.clear();
+    walk(function, [&](const CgNode& node) {
+        if (node.kind == CgNode::eParameter || node.kind == CgNode::eVariables)
+            for (std::size_t index = 1; index < node.children.size(); ++index)
+                localTypes_[node.children[index].text] = node.children[0].text;
+    });
     put(function.line, qualifiers + typeText(function.children[0].text) + " " + name(function.text) + "(");
     bool first = true;
     for (const CgNode& parameter : function.children) {
@@ -598,6 +652,19 @@ void CgHlslWriter::writeExpression(const CgNode& expression)
         break;
     case CgNode::eBinary:
     case CgNode::eAssign:
+        // GLSL's mod, which HLSL's % becomes on floats, takes the divisor's sign; Cg's % the dividend's.
+        if ((expression.text == "%" || expression.text == "%=") &&
+            (isFloat(children[0]) || isFloat(children[1]))) {
+            libraryCalls_.insert("fmod");
+            if (expression.text == "%=") {
+                writeExpression(children[0]);
+                put(expression.line, "=");
+            }
+            put(expression.line, CgLibrary::hlslName("fmod") + "(");
+            writeList(children, 0);
+            put(line_, ")");
+            break;
+        }
         writeExpression(children[0]);
         put(expression.line, expression.text);
         writeExpression(children[1]);

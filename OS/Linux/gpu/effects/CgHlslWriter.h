@@ -69,6 +69,7 @@ private:
     void findReachableFunctions();
     void findWrittenUniforms();
     bool definesFunction(const std::string& cgName) const;
+    bool isFloat(const CgNode& expression) const;
     std::string statePath(const CgNode& expression) const;
 
     void writeItem(const CgNode& item);
@@ -102,6 +103,8 @@ private:
     std::set<std::string> definedSignatures_;
     std::map<std::string, std::string> boundNames_; // entry parameter to the global that compile binds to it
     bool writingEntry_ = false;
+    std::map<std::string, std::string> globalTypes_; // Cg name to Cg type
+    std::map<std::string, std::string> localTypes_;  // of the function being written
 
     std::string text_;
     int line_ = 1;
