@@ -116,6 +116,16 @@ CgHlslWriter::CgHlslWriter(const CgNode& unit, const std::string& entry, const s
 {
 }
 
+// The uniform that stands for a glstate path, if the expression is one.
+bool CgHlslWriter::writeState(const CgNode& expression)
+{
+    const auto state = statePathNames_.find(statePath(expression));
+    if (state == statePathNames_.end())
+        return false;
+    put(expression.line, state->second);
+    return true;
+}
+
 // "matrix.modelview[0]" for glstate.matrix.modelview[0]; empty for anything
 // not read from glstate.
 std::string CgHlslWriter::statePath(const CgNode& expression) const
@@ -557,10 +567,7 @@ void CgHlslWriter::writeStatement(const CgNode& statement)
         put(statement.children.empty() ? statement.line : line_, ";");
         break;
     case CgNode::eIf:
-        put(statement.line, "if (");
-        writeExpression(statement.children[0]);
-        put(line_, ")");
-        writeStatement(statement.children[1]);
+        writeControl(statement, "if");
         if (statement.children.size() > 2) {
             put(line_, "else");
             writeStatement(statement.children[2]);
@@ -580,10 +587,7 @@ void CgHlslWriter::writeStatement(const CgNode& statement)
         writeStatement(statement.children[3]);
         break;
     case CgNode::eWhile:
-        put(statement.line, "while (");
-        writeExpression(statement.children[0]);
-        put(line_, ")");
-        writeStatement(statement.children[1]);
+        writeControl(statement, "while");
         break;
     case CgNode::eDo:
         put(statement.line, "do");
@@ -593,10 +597,7 @@ void CgHlslWriter::writeStatement(const CgNode& statement)
         put(line_, ");");
         break;
     case CgNode::eSwitch:
-        put(statement.line, "switch (");
-        writeExpression(statement.children[0]);
-        put(line_, ")");
-        writeStatement(statement.children[1]);
+        writeControl(statement, "switch");
         break;
     case CgNode::eCase:
         put(statement.line, statement.children.empty() ? "default" : "case");
@@ -619,6 +620,15 @@ void CgHlslWriter::writeStatement(const CgNode& statement)
     default:
         break;
     }
+}
+
+// "keyword (condition) body", for if, while and switch.
+void CgHlslWriter::writeControl(const CgNode& statement, const std::string& keyword)
+{
+    put(statement.line, keyword + " (");
+    writeExpression(statement.children[0]);
+    put(line_, ")");
+    writeStatement(statement.children[1]);
 }
 
 void CgHlslWriter::writeList(const std::vector<CgNode>& items, std::size_t first)
@@ -700,18 +710,14 @@ void CgHlslWriter::writeExpression(const CgNode& expression)
         put(line_, ")");
         break;
     case CgNode::eMember:
-        if (const auto state = statePathNames_.find(statePath(expression)); state != statePathNames_.end()) {
-            put(expression.line, state->second);
+        if (writeState(expression))
             break;
-        }
         writeExpression(children[0]);
         put(expression.line, "." + name(expression.text));
         break;
     case CgNode::eIndex:
-        if (const auto state = statePathNames_.find(statePath(expression)); state != statePathNames_.end()) {
-            put(expression.line, state->second);
+        if (writeState(expression))
             break;
-        }
         writeExpression(children[0]);
         put(expression.line, "[");
         writeExpression(children[1]);

@@ -81,6 +81,8 @@ private:
     void writeFunction(const CgNode& function);
     void writeStatement(const CgNode& statement);
     void writeExpression(const CgNode& expression);
+    void writeControl(const CgNode& statement, const std::string& keyword);
+    bool writeState(const CgNode& expression);
     void writeList(const std::vector<CgNode>& items, std::size_t first);
 
     std::string name(const std::string& cgName);
