@@ -556,3 +556,39 @@ technique t { pass p { VertexProgram = compile vp40 vertexMain(); FragmentProgra
     EXPECT_TRUE(pixelIs(2, 1, {0.5f, 0.25f, 0.5f, 0.125f}));
     EXPECT_TRUE(pixelIs(0, 1, {0.0f, 0.0f, 0.0f, 0.0f}));
 }
+
+TEST_F(EffectDrawTest, ArraySamplersReadTheLayerTheCoordinateNames)
+{
+    ASSERT_TRUE(compile(R"(
+sampler2DARRAY layers;
+sampler1DARRAY strips;
+float4 main(float2 uv : TEXCOORD0) : COLOR
+{
+    int3 size = tex2DARRAYsize(layers, 0);
+    return tex2DARRAY(layers, float3(uv, 1)) * 0.5 + tex1DARRAY(strips, float2(uv.x, 1)) * 0.25 +
+           tex2DARRAYlod(layers, float4(uv, 0, 0)) * 0.125 * size.z;
+}
+technique t { pass p { FragmentProgram = compile fp40 main(); } })"));
+    const GLSLEffect::Technique* only = technique("t");
+    ASSERT_NE(only, nullptr);
+    // One texel a layer: layer 0 holds the first colour, layer 1 the second.
+    const std::uint8_t texels[] = {255, 0, 0, 255, 0, 255, 0, 255};
+    GLuint textures[2];
+    glGenTextures(2, textures);
+    glBindTexture(GL_TEXTURE_2D_ARRAY, textures[0]);
+    glTexImage3D(GL_TEXTURE_2D_ARRAY, 0, GL_RGBA8, 1, 1, 2, 0, GL_RGBA, GL_UNSIGNED_BYTE, texels);
+    glTexParameteri(GL_TEXTURE_2D_ARRAY, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
+    glBindTexture(GL_TEXTURE_1D_ARRAY, textures[1]);
+    glTexImage2D(GL_TEXTURE_1D_ARRAY, 0, GL_RGBA8, 1, 2, 0, GL_RGBA, GL_UNSIGNED_BYTE, texels);
+    glTexParameteri(GL_TEXTURE_1D_ARRAY, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
+    for (const char* name : {"layers", "strips"}) {
+        GLSLEffectParameter* sampler = effect_->findParameter(name);
+        ASSERT_NE(sampler, nullptr);
+        EXPECT_EQ(sampler->textureTarget(), GLenum(name[0] == 'l' ? GL_TEXTURE_2D_ARRAY : GL_TEXTURE_1D_ARRAY));
+        sampler->setup(textures[name[0] == 'l' ? 0 : 1]);
+    }
+    drawPass(*only->passes[0], texelForPixel(0));
+    // Layer 1 by half and by a quarter, layer 0 by an eighth for each of the two layers.
+    EXPECT_TRUE(pixelIs(1, 2, {0.25f, 0.75f, 0.0f, 1.0f}));
+    glDeleteTextures(2, textures);
+}

@@ -53,6 +53,17 @@ bool glslReserved(const std::string& name)
     return reserved.count(name) || vectorType || name.rfind("gl_", 0) == 0 || name.find("__") != std::string::npos;
 }
 
+// Samplers that HLSL lacks: the HLSL sampler that stands in for each, and the
+// GLSL sampler it becomes again.
+const std::map<std::string, std::pair<std::string, std::string>>& samplerStandIns()
+{
+    static const std::map<std::string, std::pair<std::string, std::string>> standIns = {
+        {"samplerRECT", {"sampler2D", "sampler2DRect"}},
+        {"sampler1DARRAY", {"sampler2D", "sampler1DArray"}},
+        {"sampler2DARRAY", {"sampler3D", "sampler2DArray"}}};
+    return standIns;
+}
+
 // Cg's reduced-precision types are plain floats on a GPU with GLSL.
 std::string floatTypeOf(const std::string& type)
 {
@@ -167,8 +178,8 @@ std::string CgHlslWriter::typeText(const std::string& cgType) const
 {
     if (const std::string floatType = floatTypeOf(cgType); !floatType.empty())
         return floatType;
-    if (cgType == "samplerRECT")
-        return "sampler2D";
+    if (const auto stand = samplerStandIns().find(cgType); stand != samplerStandIns().end())
+        return stand->second.first;
     return CgParser::isBuiltinType(cgType) ? cgType : hlslName(cgType);
 }
 
@@ -387,8 +398,8 @@ void CgHlslWriter::writeUniform(const CgNode& type, const CgNode& declarator)
     const std::string asInt = boolUniformsAsInt_ ? intForBool(cgType) : std::string();
     if (!asInt.empty())
         boolUniforms_.insert(declarator.text);
-    if (cgType == "samplerRECT")
-        rectangleSamplers_.insert(declarator.text);
+    if (const auto stand = samplerStandIns().find(cgType); stand != samplerStandIns().end())
+        substitutedSamplers_[declarator.text] = stand->second.second;
     if (declarator.semantic.rfind("state.", 0) == 0) {
         const CgGLState::Binding binding = CgGLState::of(declarator.semantic.substr(6));
         if (binding.glsl.empty())

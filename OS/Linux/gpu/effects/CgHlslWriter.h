@@ -12,8 +12,9 @@
 //
 // - Cg names that HLSL or GLSL reserves (texture, sampler, pass, vector, line,
 //   input...) get the prefix "kvcg_"; cgNames() maps them back.
-// - fixed and half are float; samplerRECT is sampler2D (rectangleSamplers()
-//   lists those uniforms, for the GLSL to sample them as rectangles).
+// - fixed and half are float; samplerRECT and sampler1DARRAY are sampler2D,
+//   sampler2DARRAY is sampler3D (substitutedSamplers() lists those uniforms,
+//   for the GLSL to declare and sample them as what they are).
 // - Cg library functions that HLSL lacks or spells differently call
 //   CgLibrary's helpers (libraryCalls()), unless the code defines its own.
 // - The entry's uniform parameters are globals; those that `compile` binds,
@@ -49,7 +50,10 @@ public:
     const std::string& entryName() const { return entryName_; }
     int entryLine() const { return entryFunction_ ? entryFunction_->line : 1; }
     const std::map<std::string, std::string>& cgNames() const { return cgNames_; }
-    const std::set<std::string>& rectangleSamplers() const { return rectangleSamplers_; }
+    // Uniforms of samplers that HLSL lacks (samplerRECT, sampler2DARRAY...),
+    // declared as the HLSL sampler of as many coordinates: Cg name to the
+    // GLSL sampler type they are.
+    const std::map<std::string, std::string>& substitutedSamplers() const { return substitutedSamplers_; }
     // Cg library functions the code calls through CgLibrary's helpers.
     const std::set<std::string>& libraryCalls() const { return libraryCalls_; }
     const std::vector<std::string>& writtenUniforms() const { return writtenUniforms_; }
@@ -114,7 +118,7 @@ private:
     std::vector<Error> errors_;
     std::string entryName_;
     std::map<std::string, std::string> cgNames_;
-    std::set<std::string> rectangleSamplers_;
+    std::map<std::string, std::string> substitutedSamplers_;
     std::set<std::string> libraryCalls_;
     std::vector<std::string> writtenUniforms_;
     std::set<std::string> boolUniforms_;

@@ -127,7 +127,7 @@ const Definition kFunctionParts[] = {
 
 // What tells the texture functions of one sampler type apart. Texture helpers
 // are written with these placeholders:
-//   $D name, $S sampler, $C coordinate, $c the coordinate's components of a
+//   $D name, $H HLSL's dimension, $S sampler, $C coordinate, $c the coordinate's components of a
 //   longer vector, $0 zeros that fill it to three components, $P, $Q and $R
 //   vectors one, two and three components longer, $p and $q the last
 //   components of $P and $Q, $O texel coordinate and offset, $F a texel
@@ -136,6 +136,7 @@ const Definition kFunctionParts[] = {
 struct Dimension
 {
     const char* name;
+    const char* hlsl; // the dimension of HLSL's sampling functions for it
     const char* sampler;
     const char* coordinate;
     const char* components;
@@ -151,34 +152,44 @@ struct Dimension
     const char* size;
     bool compare;   // has the cmpbias and cmplod forms
     bool rectangle;
+    bool projective; // has the proj forms
 };
 
 const char kSize2D[] = "float width, height, levels; s.GetDimensions(lod, width, height, levels); "
                        "return int3(width, height, 0);";
 
 const Dimension kDimensions[] = {
-    {"1D", "sampler1D", "float", ".x", ", 0, 0", "float2", ".y", "float3", ".z", "float4", "int", "int2",
-     "float width, levels; s.GetDimensions(lod, width, levels); return int3(width, 0, 0);", true, false},
-    {"2D", "sampler2D", "float2", ".xy", ", 0", "float3", ".z", "float4", ".w", nullptr, "int2", "int3", kSize2D, true,
-     false},
-    {"3D", "sampler3D", "float3", ".xyz", "", "float4", ".w", nullptr, nullptr, nullptr, "int3", "int4",
+    {"1D", "1D", "sampler1D", "float", ".x", ", 0, 0", "float2", ".y", "float3", ".z", "float4", "int", "int2",
+     "float width, levels; s.GetDimensions(lod, width, levels); return int3(width, 0, 0);", true, false, true},
+    {"2D", "2D", "sampler2D", "float2", ".xy", ", 0", "float3", ".z", "float4", ".w", nullptr, "int2", "int3", kSize2D,
+     true, false, true},
+    {"3D", "3D", "sampler3D", "float3", ".xyz", "", "float4", ".w", nullptr, nullptr, nullptr, "int3", "int4",
      "float width, height, depth, levels; s.GetDimensions(lod, width, height, depth, levels); "
      "return int3(width, height, depth);",
-     false, false},
-    {"CUBE", "samplerCUBE", "float3", ".xyz", "", "float4", ".w", nullptr, nullptr, nullptr, nullptr, nullptr, kSize2D,
-     false, false},
+     false, false, true},
+    {"CUBE", "CUBE", "samplerCUBE", "float3", ".xyz", "", "float4", ".w", nullptr, nullptr, nullptr, nullptr, nullptr,
+     kSize2D, false, false, true},
     // A rectangle has one level, and GLSL's textureSize of one takes none.
-    {"RECT", "sampler2D", "float2", ".xy", ", 0", "float3", ".z", "float4", ".w", nullptr, "int2", "int3",
+    {"RECT", "2D", "sampler2D", "float2", ".xy", ", 0", "float3", ".z", "float4", ".w", nullptr, "int2", "int3",
      "float width, height, levels; s.GetDimensions(0, width, height, levels); return int3(width, height, 0);", false,
-     true},
+     true, true},
+    // Arrays stand in HLSL as the sampler with one more coordinate, the layer;
+    // the translator makes them arrays again. The layer is not projected.
+    {"1DARRAY", "2D", "sampler2D", "float2", ".xy", ", 0", "float3", ".z", "float4", ".w", nullptr, nullptr, nullptr,
+     "float width, layers, levels; s.GetDimensions(lod, width, layers, levels); return int3(width, layers, 0);",
+     true, false, false},
+    {"2DARRAY", "3D", "sampler3D", "float3", ".xyz", "", "float4", ".w", nullptr, nullptr, nullptr, nullptr, nullptr,
+     "float width, height, layers, levels; s.GetDimensions(lod, width, height, layers, levels); "
+     "return int3(width, height, layers);",
+     true, false, false},
 };
 
 // How each Cg texture function reaches the sampler: the HLSL intrinsics...
 const Definition kSampling[] = {
-    {"sample$D", "float4", "$S s, $C t", "return tex$D(s, t);"},
-    {"grad$D", "float4", "$S s, $C t, $C dx, $C dy", "return tex$Dgrad(s, t, dx, dy);"},
-    {"bias$D", "float4", "$S s, $C t, float bias", "return tex$Dbias(s, float4(t$0, bias));"},
-    {"lod$D", "float4", "$S s, $C t, float lod", "return tex$Dlod(s, float4(t$0, lod));"},
+    {"sample$D", "float4", "$S s, $C t", "return tex$H(s, t);"},
+    {"grad$D", "float4", "$S s, $C t, $C dx, $C dy", "return tex$Hgrad(s, t, dx, dy);"},
+    {"bias$D", "float4", "$S s, $C t, float bias", "return tex$Hbias(s, float4(t$0, bias));"},
+    {"lod$D", "float4", "$S s, $C t, float lod", "return tex$Hlod(s, float4(t$0, lod));"},
     {"shift$D", "$C", "$S s, $C t, $O offset", "return t + offset / $C(@tex$Dsize(s, 0)$c);"},
     {"shift$D", "$O", "$S s, $O t, $O offset", "return t + offset;"},
     {"fetch$D", "float4", "$S s, $O t, int lod", "return s.Load($F(t, lod));"},
@@ -289,7 +300,7 @@ void add(Catalogue& catalogue, const std::string& name, bool cg, bool typed, con
 bool forDimension(Overload& overload, std::string& name, const Dimension& dimension)
 {
     const std::pair<const char*, const char*> placeholders[] = {
-        {"$D", dimension.name},        {"$S", dimension.sampler},         {"$C", dimension.coordinate},
+        {"$D", dimension.name},        {"$H", dimension.hlsl},            {"$S", dimension.sampler},         {"$C", dimension.coordinate},
         {"$c", dimension.components},  {"$0", dimension.zeros},           {"$P", dimension.longer},
         {"$p", dimension.longerLast},  {"$Q", dimension.longer2},         {"$q", dimension.longer2Last},
         {"$R", dimension.longer3},     {"$O", dimension.texel},           {"$F", dimension.texelWithLevel}};
@@ -318,7 +329,8 @@ void addTextureFunctions(Catalogue& catalogue, const Dimension& dimension)
     add(catalogue, sizeName, true, false, size);
 
     for (const Form& form : kForms) {
-        if ((form.compare && !dimension.compare) || !catalogue.count(form.primitive + std::string(dimension.name)))
+        if ((form.compare && !dimension.compare) || !catalogue.count(form.primitive + std::string(dimension.name)) ||
+            (!dimension.projective && std::string_view(form.name).find("proj") != std::string_view::npos))
             continue;
         const std::string call = std::string("return @") + form.primitive + "$D(s, ";
         const Overload plain{"float4", std::string("$S s, ") + form.parameters,

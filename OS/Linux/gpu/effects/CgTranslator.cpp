@@ -495,16 +495,28 @@ bool rewireGlsl(std::string& glsl, const CgHlslWriter& rewrite, CgTranslator::eS
     result.insert(body + mainStart.size(), prologue);
 
     result.insert(result.find('\n') == std::string::npos ? 0 : result.find('\n') + 1, attributes);
-    if (!rewrite.rectangleSamplers().empty()) {
-        for (const std::string& cgSampler : rewrite.rectangleSamplers()) {
-            const std::string sampler = CgHlslWriter::glslUniformName(cgSampler);
-            result = replaceAll(result, "uniform sampler2D " + sampler + ";", "uniform sampler2DRect " + sampler + ";");
-            const std::string sample = legacy ? "texture2D(" : "texture(";
-            result = replaceAll(result, sample + sampler + ",", "texture2DRect(" + sampler + ",");
+    // The samplers HLSL lacks take back their own types and sampling calls.
+    std::set<std::string> extensions;
+    for (const auto& [cgSampler, glslType] : rewrite.substitutedSamplers()) {
+        const std::string sampler = CgHlslWriter::glslUniformName(cgSampler);
+        const bool rectangle = glslType == "sampler2DRect";
+        const std::string standIn = glslType == "sampler2DArray" ? "3D" : "2D";
+        result = replaceAll(result, "uniform sampler" + standIn + " " + sampler + ";",
+                            "uniform " + glslType + " " + sampler + ";");
+        if (rectangle) {
+            result = replaceAll(result, (legacy ? "texture2D(" : "texture(") + sampler + ",", "texture2DRect(" + sampler + ",");
             result = replaceAll(result, "textureSize(" + sampler + ", int(0u))", "textureSize(" + sampler + ")");
+            extensions.insert("GL_ARB_texture_rectangle");
+        } else if (legacy) {
+            const std::string array = glslType == "sampler2DArray" ? "texture2DArray" : "texture1DArray";
+            for (const char* suffix : {"(", "Lod("})
+                result = replaceAll(result, "texture" + standIn + suffix + sampler + ",", array + suffix + sampler + ",");
+            extensions.insert("GL_EXT_texture_array");
         }
+    }
+    for (const std::string& extension : extensions) {
         const size_t version = result.find('\n');
-        result.insert(version == std::string::npos ? 0 : version + 1, "#extension GL_ARB_texture_rectangle : require\n");
+        result.insert(version == std::string::npos ? 0 : version + 1, "#extension " + extension + " : require\n");
     }
     glsl = std::move(result);
     return true;

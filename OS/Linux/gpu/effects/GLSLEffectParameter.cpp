@@ -177,6 +177,10 @@ GLenum GLSLEffectParameter::textureTarget() const
         return GL_TEXTURE_CUBE_MAP;
     if (type == "samplerrect")
         return GL_TEXTURE_RECTANGLE;
+    if (type == "sampler1darray")
+        return GL_TEXTURE_1D_ARRAY;
+    if (type == "sampler2darray")
+        return GL_TEXTURE_2D_ARRAY;
     return GL_TEXTURE_2D;
 }
 

@@ -47,7 +47,9 @@ UniformShape shapeOf(GLenum type)
     case GL_SAMPLER_2D:
     case GL_SAMPLER_3D:
     case GL_SAMPLER_CUBE:
-    case GL_SAMPLER_2D_RECT: return {eUpload::sampler, 1, 0, 0};
+    case GL_SAMPLER_2D_RECT:
+    case GL_SAMPLER_1D_ARRAY:
+    case GL_SAMPLER_2D_ARRAY: return {eUpload::sampler, 1, 0, 0};
     default: return {eUpload::unknown, 0, 0, 0};
     }
 }
