@@ -52,6 +52,8 @@ struct Listing
 {
     std::string fileName;
     std::string text;
+    // Where a message that the GLSL's own lines cannot place goes: the entry function.
+    int entryLine = 1;
 
     void add(int line, const std::string& message)
     {
@@ -168,7 +170,7 @@ bool legalise(const std::vector<unsigned int>& unlegalised, std::vector<unsigned
     optimizerOptions.set_run_validator(false);
     if (optimizer.Run(unlegalised.data(), unlegalised.size(), &spirv, optimizerOptions))
         return true;
-    listing.add(1, "the SPIR-V could not be legalised: " + messages);
+    listing.add(listing.entryLine, "the SPIR-V could not be legalised: " + messages);
     return false;
 }
 
@@ -203,13 +205,13 @@ bool toSpirv(const CgHlslWriter& rewrite, const std::string& fileName, CgTransla
     const auto messages = static_cast<EShMessages>(EShMsgSpvRules | EShMsgReadHlsl | EShMsgHlslDX9Compatible |
                                                    EShMsgHlslLegalization);
     if (!shader.parse(GetDefaultResources(), 100, false, messages)) {
-        addGlslangLog(shader.getInfoLog(), 1, listing);
+        addGlslangLog(shader.getInfoLog(), listing.entryLine, listing);
         return false;
     }
     glslang::TProgram program;
     program.addShader(&shader);
     if (!program.link(messages)) {
-        addGlslangLog(program.getInfoLog(), 1, listing);
+        addGlslangLog(program.getInfoLog(), listing.entryLine, listing);
         return false;
     }
     spv::SpvBuildLogger logger;
@@ -218,7 +220,7 @@ bool toSpirv(const CgHlslWriter& rewrite, const std::string& fileName, CgTransla
     std::vector<unsigned int> unlegalised;
     glslang::GlslangToSpv(*program.getIntermediate(language), unlegalised, &logger, &options);
     if (unlegalised.empty()) {
-        listing.add(1, "no SPIR-V: " + logger.getAllMessages());
+        listing.add(listing.entryLine, "no SPIR-V: " + logger.getAllMessages());
         return false;
     }
     if (!holdsOpaqueLocals(unlegalised)) {
@@ -488,7 +490,7 @@ bool rewireGlsl(std::string& glsl, const CgHlslWriter& rewrite, CgTranslator::eS
     const size_t body = result.find(mainStart);
     const size_t mainEnd = result.rfind("}");
     if (body == std::string::npos || mainEnd == std::string::npos || mainEnd < body) {
-        listing.add(1, "unexpected GLSL from SPIRV-Cross");
+        listing.add(listing.entryLine, "unexpected GLSL from SPIRV-Cross");
         return false;
     }
     result.insert(mainEnd, epilogue);
@@ -547,10 +549,10 @@ bool isGlsl120(const std::string& glsl, CgTranslator::eStage stage, Listing& lis
         const size_t quote = line.find('\'');
         std::string message = "not expressible in GLSL 1.20: ";
         message.append(line.substr(quote == std::string::npos ? 7 : quote));
-        listing.add(1, message);
+        listing.add(listing.entryLine, message);
     }
     if (listing.text.empty())
-        listing.add(1, "not expressible in GLSL 1.20");
+        listing.add(listing.entryLine, "not expressible in GLSL 1.20");
     return false;
 }
 
@@ -572,7 +574,7 @@ bool toGlsl(const std::vector<unsigned int>& spirv, const CgHlslWriter& rewrite,
 {
     Context context;
     if (spvc_context_create(&context.handle) != SPVC_SUCCESS) {
-        listing.add(1, "SPIRV-Cross is not available");
+        listing.add(listing.entryLine, "SPIRV-Cross is not available");
         return false;
     }
     spvc_context_set_error_callback(
@@ -583,7 +585,7 @@ bool toGlsl(const std::vector<unsigned int>& spirv, const CgHlslWriter& rewrite,
     spvc_resources resources = nullptr;
     spvc_compiler_options options = nullptr;
     auto failed = [&] {
-        listing.add(1, "SPIRV-Cross: " + context.error);
+        listing.add(listing.entryLine, "SPIRV-Cross: " + context.error);
         return false;
     };
     if (spvc_context_parse_spirv(context.handle, spirv.data(), spirv.size(), &ir) != SPVC_SUCCESS ||
@@ -642,7 +644,7 @@ bool toGlsl(const std::vector<unsigned int>& spirv, const CgHlslWriter& rewrite,
             if (legacy && !input && stage == CgTranslator::eStage::pixel) {
                 const std::string target = builtinFor(variable.semantic, stage, false, true).expression;
                 if (target.rfind("gl_FragData[", 0) != 0) {
-                    listing.add(1, "unsupported output semantic '" + variable.semantic + "'");
+                    listing.add(listing.entryLine, "unsupported output semantic '" + variable.semantic + "'");
                     return false;
                 }
                 const unsigned location = unsigned(std::stoul(target.substr(12)));
@@ -690,7 +692,7 @@ CgTranslator::Translation CgTranslator::translate(std::string_view fileName, std
     if (glslVersion != 120 && glslVersion != 130) {
         std::string message = "GLSL ";
         message.append(std::to_string(glslVersion)).append(" is not a translation target (120 or 130)");
-        listing.add(1, message);
+        listing.add(listing.entryLine, message);
         translation.listing = listing.text;
         return translation;
     }
@@ -702,6 +704,7 @@ CgTranslator::Translation CgTranslator::translate(std::string_view fileName, std
     }
     CgHlslWriter rewrite(parsed.unit, std::string(entry), arguments, glslVersion < 130);
     const bool written = rewrite.run();
+    listing.entryLine = rewrite.entryLine();
     for (const CgHlslWriter::Error& error : rewrite.errors())
         listing.add(error.line, error.message);
     std::vector<unsigned int> spirv;
