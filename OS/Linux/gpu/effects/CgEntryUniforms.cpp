@@ -67,6 +67,21 @@ private:
 
 void CgEntryUniforms::appendTo(const EffectModel& model, GLSLEffectPass::Parameters& parameters)
 {
+    // Most effects bind no uniform of an entry: then nothing needs the Cg parsed again.
+    const auto hasUnbound = [&](const EffectShaderBinding& binding) {
+        return std::any_of(model.functions.begin(), model.functions.end(), [&](const EffectFunction& function) {
+            return function.name == binding.entry &&
+                   std::size_t(std::count_if(function.parameters.begin(), function.parameters.end(),
+                                             [](const EffectFunctionParameter& parameter) { return parameter.isUniform; })) >
+                       binding.arguments.size();
+        });
+    };
+    bool any = false;
+    for (const EffectTechnique& technique : model.techniques)
+        for (const EffectPass& pass : technique.passes)
+            any = any || std::any_of(pass.shaders.begin(), pass.shaders.end(), hasUnbound);
+    if (!any)
+        return;
     std::string source;
     for (const EffectDeclaration& declaration : model.declarations)
         source += declaration.text + "\n";
@@ -75,12 +90,8 @@ void CgEntryUniforms::appendTo(const EffectModel& model, GLSLEffectPass::Paramet
     for (const EffectTechnique& technique : model.techniques)
         for (const EffectPass& pass : technique.passes)
             for (const EffectShaderBinding& binding : pass.shaders) {
-                const auto entry = std::find_if(parsed.unit.children.begin(), parsed.unit.children.end(),
-                                                [&](const CgNode& item) {
-                                                    return item.kind == CgNode::eFunction && item.text == binding.entry &&
-                                                           item.body();
-                                                });
-                if (entry == parsed.unit.children.end())
+                const CgNode* entry = parsed.unit.definition(binding.entry);
+                if (!entry)
                     continue;
                 std::size_t bound = 0;
                 for (const CgNode& parameter : entry->children)

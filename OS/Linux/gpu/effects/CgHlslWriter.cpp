@@ -166,6 +166,11 @@ std::string CgHlslWriter::glslUniformName(const std::string& cgName)
     return glslReserved(cgName) ? kPrefix + cgName : cgName;
 }
 
+std::string CgHlslWriter::cgUniformName(const std::string& glslName)
+{
+    return glslName.rfind(kPrefix, 0) == 0 ? glslName.substr(kPrefix.size()) : glslName;
+}
+
 std::string CgHlslWriter::name(const std::string& cgName)
 {
     const std::string hlsl = hlslName(cgName);
@@ -203,11 +208,7 @@ bool CgHlslWriter::run()
 
 void CgHlslWriter::findEntry()
 {
-    for (const CgNode& item : unit_.children)
-        if (item.kind == CgNode::eFunction && item.text == entry_ && item.body()) {
-            entryFunction_ = &item;
-            break;
-        }
+    entryFunction_ = unit_.definition(entry_);
     if (!entryFunction_) {
         errors_.push_back({1, "entry function '" + entry_ + "' not found"});
         return;

@@ -67,6 +67,8 @@ public:
     // The name a uniform has in the GLSL: its Cg name, unless GLSL reserves
     // the word (half, input, switch...).
     static std::string glslUniformName(const std::string& cgName);
+    // Its inverse: the Cg name of a uniform of the GLSL.
+    static std::string cgUniformName(const std::string& glslName);
 
 private:
     void findEntry();

@@ -67,6 +67,14 @@ struct CgNode
                 return true;
         return false;
     }
+    // Of a unit: the first definition (not a prototype) of the named function, or null.
+    const CgNode* definition(const std::string& name) const
+    {
+        for (const CgNode& item : children)
+            if (item.kind == eFunction && item.text == name && item.body())
+                return &item;
+        return nullptr;
+    }
     // A function's body, or null for a prototype.
     const CgNode* body() const
     {

@@ -673,11 +673,6 @@ bool toGlsl(const std::vector<unsigned int>& spirv, const CgHlslWriter& rewrite,
 
 } // namespace
 
-std::string CgTranslator::cgUniformName(const std::string& glslName)
-{
-    return glslName.rfind(kPrefix, 0) == 0 ? glslName.substr(kPrefix.size()) : glslName;
-}
-
 std::string CgTranslator::attributeName(unsigned index)
 {
     return kAttributePrefix + std::to_string(index);

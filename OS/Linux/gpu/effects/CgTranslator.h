@@ -37,10 +37,6 @@ public:
     // (NORMAL is 2, TANGENT 14, ATTRn is n): a program binds it at that index.
     static std::string attributeName(unsigned index);
 
-    // The Cg name of a uniform of the GLSL: a name that GLSL reserves (half,
-    // input, switch...) has the prefix "kvcg_" there.
-    static std::string cgUniformName(const std::string& glslName);
-
     static Translation translate(std::string_view fileName, std::string_view source, std::string_view entry,
                                  eStage stage, const std::vector<std::string>& arguments,
                                  unsigned glslVersion = 130);

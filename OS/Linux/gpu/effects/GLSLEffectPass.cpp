@@ -1,5 +1,6 @@
 #include "GLSLEffectPass.h"
 
+#include "CgHlslWriter.h"
 #include "CgTranslator.h"
 #include "GLDriverLog.h"
 
@@ -115,7 +116,7 @@ std::vector<std::string> GLSLEffectPass::samplerNames() const
             const std::size_t end = glsl->find_first_of(";[", space);
             if (space == std::string::npos || end == std::string::npos)
                 continue;
-            const std::string name = CgTranslator::cgUniformName(glsl->substr(space + 1, end - space - 1));
+            const std::string name = CgHlslWriter::cgUniformName(glsl->substr(space + 1, end - space - 1));
             if (std::find(names.begin(), names.end(), name) == names.end())
                 names.push_back(name);
         }
@@ -183,7 +184,7 @@ bool GLSLEffectPass::link(const Parameters& parameters, std::string& log)
         glGetActiveUniform(program_, GLuint(index), sizeof buffer, &length, &count, &type, buffer);
         const std::string glslName(buffer, std::size_t(length));
         const GLint location = glGetUniformLocation(program_, glslName.c_str());
-        std::string name = CgTranslator::cgUniformName(glslName);
+        std::string name = CgHlslWriter::cgUniformName(glslName);
         if (name.size() > 3 && name.compare(name.size() - 3, 3, "[0]") == 0)
             name.resize(name.size() - 3);
         const auto found = std::find_if(parameters.begin(), parameters.end(),
