@@ -76,13 +76,6 @@ protected:
 
 } // namespace
 
-TEST_F(TranslatedShaderDrawTest, ConstantColourFillsTheTarget)
-{
-    ASSERT_TRUE(use("float4 main() : COLOR { return float4(1.0, 0.5, 0.25, 0.75); }\n"));
-    gl_->drawQuad(SurfacelessGL::Corner{});
-    EXPECT_TRUE(everyPixelIs({1.0f, 0.5f, 0.25f, 0.75f}));
-}
-
 TEST_F(TranslatedShaderDrawTest, EachTexcoordReadsTheCoordinateOfItsOwnUnit)
 {
     // Every unit carries a different coordinate, so a shader reading the wrong
@@ -116,15 +109,6 @@ float4 main(float4 t0 : TEXCOORD0, float2 t1 : TEXCOORD1, float3 t2 : TEXCOORD2,
         expected[channel] = (t[0][channel] + narrow + t[4][channel] + t[5][channel] + t[6][channel] + t[7][channel]) / 8;
     }
     EXPECT_TRUE(everyPixelIs(expected));
-}
-
-TEST_F(TranslatedShaderDrawTest, ColourInputIsThePrimaryColour)
-{
-    ASSERT_TRUE(use("float4 main(float4 colour : COLOR0) : COLOR { return colour.bgra * 0.5 + 0.25; }\n"));
-    SurfacelessGL::Corner corner;
-    corner.colour = {0.2f, 0.4f, 0.6f, 0.8f};
-    gl_->drawQuad(corner);
-    EXPECT_TRUE(everyPixelIs({0.6f * 0.5f + 0.25f, 0.4f * 0.5f + 0.25f, 0.2f * 0.5f + 0.25f, 0.8f * 0.5f + 0.25f}));
 }
 
 TEST_F(TranslatedShaderDrawTest, Tex2DReadsTheTexelUnderEachPixel)
