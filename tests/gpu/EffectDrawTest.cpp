@@ -483,6 +483,13 @@ sampler2D Source;
 float4 main(float2 uv : TEXCOORD0, uniform sampler2D Source, uniform half4 tint) : COLOR { return tex2D(Source, uv) * tint; }
 technique t { pass p { FragmentProgram = compile fp40 main(Source, half4(1, 0.5, 1, 0.5x)); } })",
      cornerWith({{0, {0.5f, 0.5f, 0.0f, 1.0f}}}), {0.8f, 0.2f, 0.2f, 0.5f}},
+    {"a static whose initialiser calls a function and reads a parameter", R"(
+float scaled(float x) { return x * 0.5; }
+float level = 0.5;
+static float halfLevel = scaled(level);
+float4 main(float2 uv : TEXCOORD0) : COLOR { return float4(halfLevel, uv, 1); }
+technique t { pass p { FragmentProgram = compile fp40 main(); } })",
+     cornerWith({{0, {0.5f, 0.25f, 0.0f, 1.0f}}}), {0.25f, 0.5f, 0.25f, 1.0f}},
     {"% on floats with the dividend's sign, and on integers", R"(
 float4 main(float2 uv : TEXCOORD0) : COLOR
 {

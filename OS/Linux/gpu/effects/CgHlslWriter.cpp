@@ -274,13 +274,14 @@ bool CgHlslWriter::definesFunction(const std::string& cgName) const
 
 void CgHlslWriter::findReachableFunctions()
 {
-    std::vector<std::string> pending = {entry_};
+    // The entry and the initialisers of globals call functions; "" stands for the globals.
+    std::vector<std::string> pending = {entry_, ""};
     reachable_.insert(entry_);
     while (!pending.empty()) {
         const std::string caller = pending.back();
         pending.pop_back();
         for (const CgNode& item : unit_.children) {
-            if (item.kind != CgNode::eFunction || item.text != caller)
+            if (caller.empty() ? item.kind == CgNode::eFunction : item.kind != CgNode::eFunction || item.text != caller)
                 continue;
             walk(item, [&](const CgNode& node) {
                 if (node.kind == CgNode::eCall && reachable_.insert(node.text).second)
@@ -379,7 +380,15 @@ void CgHlslWriter::writeItem(const CgNode& item)
         break;
     case CgNode::eVariables:
         if (!isUniformVariables(item)) {
+            // glslang cannot link a global whose initialiser calls a function (it reports recursion):
+            // such a static takes its value when the entry starts.
+            bool callsFunction = false;
+            walk(item, [&](const CgNode& node) {
+                callsFunction = callsFunction || (node.kind == CgNode::eCall && definesFunction(node.text));
+            });
+            deferInitialisers_ = callsFunction && item.hasWord("static") && !item.hasWord("const");
             writeVariables(item);
+            deferInitialisers_ = false;
             break;
         }
         for (std::size_t index = 1; index < item.children.size(); ++index)
@@ -494,6 +503,10 @@ void CgHlslWriter::writeDeclarator(const CgNode& declarator)
     for (const CgNode& child : declarator.children) {
         if (child.kind != CgNode::eInitialiser)
             continue;
+        if (deferInitialisers_ && child.children[0].kind != CgNode::eInitList) {
+            staticInitialisers_ += name(declarator.text) + " = " + detachedText(child.children[0]) + "; ";
+            continue;
+        }
         put(line_, "=");
         writeExpression(child.children[0]);
     }
@@ -549,7 +562,7 @@ void CgHlslWriter::writeFunction(const CgNode& function)
     }
     put(body->line, "{");
     if (isEntry)
-        put(line_, entryPrologue_);
+        put(line_, entryPrologue_ + staticInitialisers_);
     writingEntry_ = isEntry;
     for (const CgNode& statement : body->children)
         writeStatement(statement);

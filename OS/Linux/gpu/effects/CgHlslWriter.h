@@ -108,6 +108,9 @@ private:
     std::set<std::string> uniforms_; // Cg names of the uniforms, the entry's included
     std::string entryPrologue_;
     std::string stateDeclarations_;
+    // Statics whose initialisers call functions take their values at the entry's start.
+    bool deferInitialisers_ = false;
+    std::string staticInitialisers_;
     std::set<std::string> definedSignatures_;
     std::map<std::string, std::string> boundNames_; // entry parameter to the global that compile binds to it
     bool writingEntry_ = false;
