@@ -211,7 +211,8 @@ private:
             CgNode typedefNode(CgNode::eTypedef, {}, start);
             qualifierList();
             typedefNode.children.push_back(typeName());
-            CgNode declarator(CgNode::eDeclarator, name(), line());
+            const int declaratorLine = line();
+            CgNode declarator(CgNode::eDeclarator, name(), declaratorLine);
             arraySizesInto(declarator);
             types_.insert(declarator.text);
             typedefNode.children.push_back(std::move(declarator));
@@ -281,23 +282,29 @@ private:
         return type;
     }
 
-    // name[n] : SEMANTIC <annotations> = value, ... ;
     void declaratorsInto(CgNode& variables)
     {
-        do {
-            CgNode declarator(CgNode::eDeclarator, name(), line());
-            arraySizesInto(declarator);
-            semanticOf(declarator);
-            if (peek().is("<"))
-                skipBalanced("<", ">");
-            if (accept("=")) {
-                CgNode initialiser(CgNode::eInitialiser, {}, line());
-                initialiser.children.push_back(peek().is("{") ? initList() : assignment());
-                declarator.children.push_back(std::move(initialiser));
-            }
-            variables.children.push_back(std::move(declarator));
-        } while (ok() && accept(","));
+        do
+            variables.children.push_back(declarator(true));
+        while (ok() && accept(","));
         expect(";");
+    }
+
+    // name[n] : SEMANTIC <annotations> = value; a parameter's name may be left out.
+    CgNode declarator(bool named)
+    {
+        const int start = line();
+        CgNode node(CgNode::eDeclarator, named || peek().kind == Token::eIdentifier ? name() : std::string(), start);
+        arraySizesInto(node);
+        semanticOf(node);
+        if (peek().is("<"))
+            skipBalanced("<", ">");
+        if (accept("=")) {
+            CgNode initialiser(CgNode::eInitialiser, {}, line());
+            initialiser.children.push_back(peek().is("{") ? initList() : assignment());
+            node.children.push_back(std::move(initialiser));
+        }
+        return node;
     }
 
     void arraySizesInto(CgNode& declarator)
@@ -347,15 +354,7 @@ private:
             CgNode parameter(CgNode::eParameter, {}, line());
             parameter.words = qualifierList();
             parameter.children.push_back(typeName());
-            CgNode declarator(CgNode::eDeclarator, peek().kind == Token::eIdentifier ? name() : std::string(), line());
-            arraySizesInto(declarator);
-            semanticOf(declarator);
-            if (accept("=")) {
-                CgNode initialiser(CgNode::eInitialiser, {}, line());
-                initialiser.children.push_back(assignment());
-                declarator.children.push_back(std::move(initialiser));
-            }
-            parameter.children.push_back(std::move(declarator));
+            parameter.children.push_back(declarator(false));
             function.children.push_back(std::move(parameter));
         }
         CgNode result;

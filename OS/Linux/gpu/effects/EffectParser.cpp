@@ -884,26 +884,35 @@ namespace
             }
         }
 
-        void textures(const std::string& typeName, const EffectLocation& location)
+        // Textures and samplers: name : SEMANTIC <annotations> = value, ... ;
+        template <typename Record, typename ReadValue>
+        void objects(EffectGlobal::eKind kind, std::vector<Record>& records, const std::string& typeName,
+                     const EffectLocation& location, ReadValue readValue)
         {
             bool first = true;
             do {
-                EffectTexture texture;
-                texture.typeName = typeName;
-                texture.location = first ? location : locationOf(peek().offset);
+                Record record;
+                record.typeName = typeName;
+                record.location = first ? location : locationOf(peek().offset);
                 first = false;
-                texture.name = expectName();
+                record.name = expectName();
                 if (accept(":"))
-                    texture.semantic = expectName();
+                    record.semantic = expectName();
                 if (peek().is("<"))
-                    annotations(texture.annotations, nullptr);
+                    annotations(record.annotations, nullptr);
                 if (accept("="))
-                    skipTo({";", ","});
+                    readValue(record);
                 if (failed)
                     return;
-                declare(EffectGlobal::eTexture, model.textures, texture);
+                declare(kind, records, record);
             } while (accept(","));
             expect(";");
+        }
+
+        void textures(const std::string& typeName, const EffectLocation& location)
+        {
+            objects(EffectGlobal::eTexture, model.textures, typeName, location,
+                    [&](EffectTexture&) { skipTo({";", ","}); });
         }
 
         EffectSampler::eAddressMode addressMode(const Token& value)
@@ -921,24 +930,8 @@ namespace
 
         void samplers(const std::string& typeName, const EffectLocation& location)
         {
-            bool first = true;
-            do {
-                EffectSampler sampler;
-                sampler.typeName = typeName;
-                sampler.location = first ? location : locationOf(peek().offset);
-                first = false;
-                sampler.name = expectName();
-                if (accept(":"))
-                    sampler.semantic = expectName();
-                if (peek().is("<"))
-                    annotations(sampler.annotations, nullptr);
-                if (accept("="))
-                    samplerStates(sampler);
-                if (failed)
-                    return;
-                declare(EffectGlobal::eSampler, model.samplers, sampler);
-            } while (accept(","));
-            expect(";");
+            objects(EffectGlobal::eSampler, model.samplers, typeName, location,
+                    [&](EffectSampler& sampler) { samplerStates(sampler); });
         }
 
         void samplerStates(EffectSampler& sampler)
