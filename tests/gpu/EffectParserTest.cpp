@@ -68,25 +68,6 @@ TEST(EffectParser, ParametersKeepTypeShapeSemanticAndDefaults)
     EXPECT_EQ(parameter(model, "scaled")->location.line, 12u);
 }
 
-TEST(EffectParser, AnnotationsOfEachKind)
-{
-    const EffectModel model = parse("float gain < string UIName = \"Gain\" \" level\"; float UIMin = -1.5;\n"
-                                    "              int Steps = 10; bool Visible = false; float2 Range = {0, 4}; > = 1;\n");
-    ASSERT_FALSE(model.failed()) << effectListing(model.errors);
-    const EffectAnnotations& annotations = model.parameters.at(0).annotations;
-    ASSERT_EQ(annotations.size(), 5u);
-    EXPECT_EQ(findAnnotation(annotations, "UIName")->type, EffectAnnotation::eString);
-    EXPECT_EQ(findAnnotation(annotations, "UIName")->text, "Gain level");
-    EXPECT_EQ(findAnnotation(annotations, "UIMin")->type, EffectAnnotation::eFloat);
-    EXPECT_EQ(findAnnotation(annotations, "UIMin")->values, (std::vector<double>{-1.5}));
-    EXPECT_EQ(findAnnotation(annotations, "Steps")->type, EffectAnnotation::eInt);
-    EXPECT_EQ(findAnnotation(annotations, "Steps")->values, (std::vector<double>{10}));
-    EXPECT_EQ(findAnnotation(annotations, "Visible")->type, EffectAnnotation::eBool);
-    EXPECT_EQ(findAnnotation(annotations, "Visible")->values, (std::vector<double>{0}));
-    EXPECT_EQ(findAnnotation(annotations, "Range")->values, (std::vector<double>{0, 4}));
-    EXPECT_EQ(model.parameters[0].defaults, (std::vector<double>{1}));
-}
-
 TEST(EffectParser, SamplerStatesAndTextures)
 {
     const EffectModel model = parse("texture source : INPUT < string Resource = \"clip\"; >;\n"
@@ -354,6 +335,7 @@ TEST(EffectParser, DefaultsAreConstantExpressionsOrElseText)
 TEST(EffectParser, AnnotationsOfEveryTypeIncludingTextureOnes)
 {
     const EffectModel model = parse("texture Noise < string TextureType = \"VOLUME\"; string function = \"GenerateNoise\";\n"
+                                    "    string UIName = \"Gain\" \" level\"; float UIMin = -1.5;\n"
                                     "    int width = 64, height = 64, depth = 2 * 32; >;\n"
                                     "texture Scene : RENDERCOLORTARGET < float2 ViewPortRatio = {1.0, 1.0};\n"
                                     "    float2 Dimensions = {256, 256}; string Format = (\"A8R8G8B8\");\n"
@@ -371,6 +353,8 @@ TEST(EffectParser, AnnotationsOfEveryTypeIncludingTextureOnes)
         {0, "TextureType", EffectAnnotation::eString, {}, "VOLUME"},
         {0, "function", EffectAnnotation::eString, {}, "GenerateNoise"},
         {0, "depth", EffectAnnotation::eInt, {64}, ""},
+        {0, "UIName", EffectAnnotation::eString, {}, "Gain level"},
+        {0, "UIMin", EffectAnnotation::eFloat, {-1.5}, ""},
         {1, "ViewPortRatio", EffectAnnotation::eFloat, {1, 1}, ""},
         {1, "Dimensions", EffectAnnotation::eFloat, {256, 256}, ""},
         {1, "Format", EffectAnnotation::eString, {}, "A8R8G8B8"},
@@ -386,7 +370,7 @@ TEST(EffectParser, AnnotationsOfEveryTypeIncludingTextureOnes)
         EXPECT_EQ(annotation->values, test.values) << test.name;
         EXPECT_EQ(annotation->text, test.text) << test.name;
     }
-    EXPECT_EQ(findAnnotation(model.textures[0].annotations, "depth")->location.line, 2u);
+    EXPECT_EQ(findAnnotation(model.textures[0].annotations, "depth")->location.line, 3u);
 }
 
 TEST(EffectParser, ScriptsOfTheEffectTechniquesAndPassesBecomeCommands)
