@@ -713,13 +713,7 @@ void CgHlslWriter::writeExpression(const CgNode& expression)
         break;
     case CgNode::eCall: {
         // The library's helpers, unless the effect defines a function of that name itself.
-        std::string callee = CgLibrary::hlslName(expression.text);
-        // The plain samples are HLSL's own, which take the leading components of a longer coordinate as Cg
-        // does: a helper there would hand a sampler to a function, which costs a legalising pass.
-        const bool plainSample = children.size() == 2 && (expression.text == "tex2D" ||
-                                                          expression.text == "tex3D" || expression.text == "texCUBE");
-        if (plainSample)
-            callee.clear();
+        std::string callee = CgLibrary::hlslCall(expression.text, children.size());
         if (!callee.empty() && !definesFunction(expression.text))
             libraryCalls_.insert(expression.text);
         else

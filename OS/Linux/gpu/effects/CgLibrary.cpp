@@ -418,6 +418,15 @@ std::string CgLibrary::hlslName(std::string_view cgName)
     return known ? kPrefix + std::string(cgName) : std::string();
 }
 
+std::string CgLibrary::hlslCall(std::string_view cgName, std::size_t argumentCount)
+{
+    // HLSL's plain samples take the leading components of a longer coordinate
+    // as Cg does; a helper there would hand a sampler to a function, which
+    // costs the translation a legalising pass.
+    const bool plainSample = argumentCount == 2 && (cgName == "tex2D" || cgName == "tex3D" || cgName == "texCUBE");
+    return plainSample ? std::string() : hlslName(cgName);
+}
+
 std::string CgLibrary::prelude(const std::set<std::string>& calledCgNames)
 {
     std::set<std::string> emitted;

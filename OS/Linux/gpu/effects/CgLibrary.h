@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <set>
 #include <string>
 #include <string_view>
@@ -31,6 +32,9 @@ public:
     // none: "tex2D" -> "kvcg_lib_tex2D", "f3texRECT" -> "kvcg_lib_f3texRECT"),
     // otherwise empty.
     static std::string hlslName(std::string_view cgName);
+    // What a call with that many arguments should call: hlslName(), or empty
+    // where HLSL's own function serves as well (tex2D(s, t) and the like).
+    static std::string hlslCall(std::string_view cgName, std::size_t argumentCount);
 
     // The helpers that calls of these Cg names need, and the helpers they call
     // in turn, each defined before its first use. Names that need no helper
