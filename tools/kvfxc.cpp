@@ -8,8 +8,10 @@
 #include "EffectCompilerProcess.h"
 #include "EffectParser.h"
 #include "EffectPreprocessor.h"
+#include "EGLPlatform.h"
 #include "GLSLEffect.h"
-#include "SurfacelessContext.h"
+#include "OpenGLContextProtector.h"
+#include "OpenGLUtils.h"
 
 #include <chrono>
 #include <cstdio>
@@ -150,11 +152,11 @@ void printModel(const EffectModel& model, const EffectCompilerProcess::Result& r
 int validateTechniques(const EffectModel& model, const EffectCompilerProcess::Result& result,
                        const EffectCompilerProcess::Request& request)
 {
-    const SurfacelessContext context;
-    if (!context.available()) {
-        std::cerr << "kvfxc: cannot validate, " << context.unavailableReason() << "\n";
+    if (!OpenGLUtils::isAvailable()) {
+        std::cerr << "kvfxc: cannot validate, " << EGLPlatform::instance().unavailableReason() << "\n";
         return 2;
     }
+    const OpenGLContextProtector protector;
     GLSLEffect::Compilation compilation = GLSLEffect::fromCompiled(model, result, request.technique);
     if (!compilation.effect) {
         std::cerr << compilation.listing;

@@ -1,6 +1,8 @@
 #include "EffectRenderStates.h"
 #include "OpenGLRequired.h"
-#include "SurfacelessContext.h"
+#include "EGLPlatform.h"
+#include "OpenGLContextProtector.h"
+#include "OpenGLUtils.h"
 
 #include <gtest/gtest.h>
 
@@ -163,8 +165,9 @@ const Case kCases[] = {
 
 TEST(EffectRenderStates, EveryNameSetsItsOpenGLStateWhileAppliedOrIsListed)
 {
-    const SurfacelessContext context;
-    REQUIRE_OPENGL(context.available(), context.unavailableReason());
+    REQUIRE_OPENGL(OpenGLUtils::isAvailable(), EGLPlatform::instance().unavailableReason());
+    const OpenGLContextProtector protector;
+    OpenGL::checkForErrors(); // what earlier work on this thread's context left queued
     // A stencil buffer, without which OpenGL reads every stencil reference as 0.
     GLuint framebuffer = 0, buffers[2] = {0, 0};
     glGenFramebuffers(1, &framebuffer);

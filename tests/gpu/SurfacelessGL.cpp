@@ -1,9 +1,12 @@
 #include "SurfacelessGL.h"
 
+#include "EGLPlatform.h"
+#include "OpenGLUtils.h"
+
 SurfacelessGL::SurfacelessGL(int width, int height) : width_(width), height_(height)
 {
-    if (!context_.available()) {
-        unavailableReason_ = context_.unavailableReason();
+    if (!OpenGLUtils::isAvailable()) {
+        unavailableReason_ = EGLPlatform::instance().unavailableReason();
         return;
     }
 
@@ -27,10 +30,10 @@ SurfacelessGL::SurfacelessGL(int width, int height) : width_(width), height_(hei
     glClear(GL_COLOR_BUFFER_BIT);
 }
 
-// The context member goes after this body, so the objects go while it is current.
+// The protector goes after this body, so the objects go while the context is current.
 SurfacelessGL::~SurfacelessGL()
 {
-    if (!context_.available())
+    if (!OpenGLUtils::isAvailable())
         return;
     passes_.clear();
     if (!textures_.empty())

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "GLSLEffectPass.h"
-#include "SurfacelessContext.h"
+#include "OpenGLContextProtector.h"
 
 #include <array>
 #include <cstdint>
@@ -10,9 +10,9 @@
 #include <string>
 #include <vector>
 
-// A test fixture's OpenGL: a compatibility-profile context on Mesa's
-// surfaceless EGL platform, current on the constructing thread, drawing into a
-// small RGBA8 texture through a framebuffer object so that pixels read back
+// A test fixture's OpenGL: the library's own context, in place on the
+// constructing thread for the fixture's life, drawing into a small RGBA8
+// texture through a framebuffer object of its own so that pixels read back
 // without any window.
 //
 // When no EGL display or context can be made, available() is false and
@@ -39,7 +39,7 @@ public:
     SurfacelessGL(const SurfacelessGL&) = delete;
     SurfacelessGL& operator=(const SurfacelessGL&) = delete;
 
-    bool available() const { return context_.available() && unavailableReason_.empty(); }
+    bool available() const { return unavailableReason_.empty(); }
     const std::string& unavailableReason() const { return unavailableReason_; }
     int width() const { return width_; }
     int height() const { return height_; }
@@ -81,7 +81,7 @@ private:
 
     int width_;
     int height_;
-    SurfacelessContext context_;
+    OpenGLContextProtector protector_;
     GLuint framebuffer_ = 0;
     GLuint target_ = 0;
     GLuint program_ = 0;

@@ -2,7 +2,7 @@
 
 #include "../files/FileManager.h"
 #include "../graphics/ImageManager.h"
-#include "../graphics/MediaServices.h"
+#include "../gpu/MediaServices.h"
 #include "../system/Cryptography.h"
 #include "../system/Shell.h"
 #include "../system/SystemInfo.h"

@@ -1,0 +1,8 @@
+#include "MMTimer.h"
+
+#include "OS.h"
+
+void MMTimer::wait(unsigned int milliseconds)
+{
+    OS()->threadMgr()->sleep(milliseconds);
+}
