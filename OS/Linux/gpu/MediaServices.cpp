@@ -2,6 +2,7 @@
 
 #include "CairoImage.h"
 #include "Font.h"
+#include "GPUFont.h"
 #include "GPUImage.h"
 #include "MMTimer.h"
 #include "OpenGLImage3D.h"
@@ -60,10 +61,10 @@ Kv::Ptr<iFont> MediaServices::createHostSurfaceFont(const LightweightString<wcha
     return Kv::Ptr<iFont>(new Font(family, size, style, 0));
 }
 
-Kv::Ptr<iFont> MediaServices::createGPUSurfaceFont(const LightweightString<wchar_t>&, unsigned int,
-                                                   unsigned int) const
+Kv::Ptr<iFont> MediaServices::createGPUSurfaceFont(const LightweightString<wchar_t>& family, unsigned int size,
+                                                   unsigned int style) const
 {
-    return nullptr;
+    return Kv::Ptr<iFont>(new GPUFont(family, size, style, 0));
 }
 
 void MediaServices::clearCaches()

@@ -6,6 +6,7 @@
 #include "GraphicPrimitives.h"
 #include "OS.h"
 #include "OpenGLContextProtector.h"
+#include "OpenGLFontBase.h"
 #include "OpenGLRenderContext.h"
 #include "OpenGLSharedContext.h"
 #include "OpenGLTextureCache.h"
@@ -291,6 +292,7 @@ void OpenGLUtils::reset()
     blackTexture_ = nullptr;
     secondImage_ = nullptr;
     OpenGLTextureCache::instance().clear();
+    OpenGLFontBase::shutdown();
     OpenGLSharedContext::shutdown();
 }
 
