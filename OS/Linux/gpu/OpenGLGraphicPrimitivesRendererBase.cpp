@@ -149,15 +149,14 @@ namespace
         void drawRound() const
         {
             const Point corners[] = {{r, b}, {l, b}, {l, t}, {r, t}};
-            int step = 0;
-            for (const Point& corner : corners) {
+            for (int quarter = 0; quarter < 4; ++quarter) {
+                const Point& corner = corners[quarter];
                 glBegin(GL_TRIANGLE_FAN);
                 vertex(corner.x, corner.y);
-                for (const int end = step + 18; step <= end; ++step) {
+                for (int step = quarter * 18; step <= quarter * 18 + 18; ++step) {
                     const float angle = float(step) * kFiveDegrees;
                     vertex(corner.x + std::trunc(w * std::cos(angle)), corner.y + std::trunc(w * std::sin(angle)));
                 }
-                --step;
                 glEnd();
             }
             if (solid) {
@@ -299,7 +298,8 @@ void OpenGLGraphicPrimitivesRendererBase::renderMulti(const RectDescription* rec
     if (!draws(count))
         return;
     glDisable(GL_TEXTURE_2D);
-    // A 16-bit index, as it has always been.
+    // A 16-bit index, as it has always been: a call may not hold more than
+    // 65535 rectangles.
     for (std::uint16_t index = 0; index < count; ++index) {
         const RectDescription& record = records[index];
         if (record.blendMode == 1)
