@@ -265,8 +265,11 @@ iShaderEffect::Input GLSLShaderEffect::getInput(unsigned int index) const
     return index < inputs_.size() ? Input(inputs_[index]) : Input();
 }
 
+// Every sampler starts unbound: a texture an earlier call gave may have gone
+// back to the cache since, and be another image's now.
 void GLSLShaderEffect::bindTextures(const std::vector<Source>& sources)
 {
+    boundTextures_.assign(samplers_.size(), 0);
     sources_.clear();
     for (const Source& source : sources) {
         sources_.push_back(source);
@@ -280,16 +283,9 @@ void GLSLShaderEffect::bindTextures(const std::vector<Source>& sources)
 
 void GLSLShaderEffect::bindTexture(const InputEx& input, std::uint32_t texture)
 {
-    for (const Sampler& sampler : samplers_) {
-        if (sampler.texture != input.parameter)
-            continue;
-        const auto bound = std::find_if(bound_.begin(), bound_.end(),
-                                        [&](const auto& binding) { return binding.first == sampler.sampler; });
-        if (bound != bound_.end())
-            bound->second = texture;
-        else
-            bound_.emplace_back(sampler.sampler, texture);
-    }
+    for (std::size_t index = 0; index < boundTextures_.size(); ++index)
+        if (samplers_[index].texture == input.parameter)
+            boundTextures_[index] = texture;
 }
 
 // The pass's attribute group has already put the units back as they were:
@@ -298,15 +294,15 @@ void GLSLShaderEffect::unbindTextures()
 {
     for (Source& source : sources_)
         source.resource = nullptr;
-    bound_.clear();
+    boundTextures_.clear();
 }
 
 void GLSLShaderEffect::beginPass(const GLSLEffectPass& pass) const
 {
     glPushAttrib(GL_TEXTURE_BIT);
     pass.setState();
-    for (const auto& [sampler, texture] : bound_)
-        sampler->setup(texture);
+    for (std::size_t index = 0; index < boundTextures_.size(); ++index)
+        samplers_[index].sampler->setup(boundTextures_[index]);
     pass.updateParameters();
 }
 

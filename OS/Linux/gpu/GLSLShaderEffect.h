@@ -5,7 +5,6 @@
 #include "iShaderEffect.h"
 
 #include <cstdint>
-#include <list>
 #include <map>
 #include <memory>
 #include <string>
@@ -99,7 +98,8 @@ private:
     void findInputs();
     void findPasses();
     void bindTextures(const std::vector<Source>& sources);
-    // Takes effect as the next pass starts; texture 0 unbinds.
+    // Takes effect as the next pass starts; texture 0 unbinds. Between
+    // renders nothing is bound and this does nothing.
     void bindTexture(const InputEx& input, std::uint32_t texture);
     void unbindTextures();
     void beginPass(const GLSLEffectPass& pass) const;
@@ -115,7 +115,9 @@ private:
     std::vector<Sampler> samplers_;
     std::vector<InputEx> inputs_;
     std::map<std::string, InputEx> inputsByName_;
-    std::list<std::pair<const GLSLEffectParameter*, std::uint32_t>> bound_; // sampler and texture
+    // The texture of each sampler, from the first pass that takes sources
+    // until the render ends; empty between renders.
+    std::vector<std::uint32_t> boundTextures_;
     std::vector<InputEx> renderTargets_;
     std::vector<std::pair<const GLSLEffectPass*, const GLSLEffectParameter*>> passes_; // and the pass's target
     const GLSLEffect::Technique* technique_ = nullptr;
