@@ -1,5 +1,6 @@
 #include "GPUImage.h"
 
+#include "GL1Renderer.h"
 #include "OpenGLContextProtector.h"
 #include "OpenGLTextureCache.h"
 #include "OpenGLUtils.h"
@@ -100,7 +101,7 @@ unsigned int GPUImage::getBitsPerComponent() const
 
 Kv::Ptr<iGraphicPrimitivesRenderer> GPUImage::getPrimitivesRenderer(bool)
 {
-    return nullptr;
+    return Kv::Ptr<iGraphicPrimitivesRenderer>(new GL1Renderer(this, GL1Renderer::eOriginBottomLeft));
 }
 
 Kv::Ptr<iImage> GPUImage::createCompatibleImage(const XY<int>& size)

@@ -1,7 +1,9 @@
 #include "MediaServices.h"
 
 #include "CairoImage.h"
+#include "FileManager.h"
 #include "Font.h"
+#include "GLSLShaderEffect.h"
 #include "GPUFont.h"
 #include "GPUImage.h"
 #include "MMTimer.h"
@@ -72,16 +74,17 @@ void MediaServices::clearCaches()
     OpenGLTextureCache::instance().clear();
 }
 
-ShaderCompilationOutput MediaServices::compileFXFile(const LightweightString<wchar_t>&,
-                                                     const std::vector<iShaderEffect::CompilerDefinition>&)
+ShaderCompilationOutput MediaServices::compileFXFile(const LightweightString<wchar_t>& path,
+                                                     const std::vector<iShaderEffect::CompilerDefinition>& definitions)
 {
-    return {};
+    return GLSLShaderEffect::load(FileManager::KvtoOS(path), definitions);
 }
 
-ShaderCompilationOutput MediaServices::compileFXFileFromBuffer(const LightweightString<char>&,
-                                                               const std::vector<iShaderEffect::CompilerDefinition>&)
+ShaderCompilationOutput
+MediaServices::compileFXFileFromBuffer(const LightweightString<char>& source,
+                                       const std::vector<iShaderEffect::CompilerDefinition>& definitions)
 {
-    return {};
+    return GLSLShaderEffect::loadFromBuffer(source, definitions);
 }
 
 Kv::Ptr<iTimer> MediaServices::createTimer(unsigned int) const

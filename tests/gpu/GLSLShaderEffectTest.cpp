@@ -1,0 +1,417 @@
+#include "EGLPlatform.h"
+#include "GLSLShaderEffect.h"
+#include "GPUImage.h"
+#include "OS.h"
+#include "OpenGLContextProtector.h"
+#include "OpenGLRequired.h"
+#include "OpenGLUtils.h"
+
+#include <gtest/gtest.h>
+
+#include <glib.h>
+
+#include <array>
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <string>
+
+namespace {
+
+using Definitions = std::vector<iShaderEffect::CompilerDefinition>;
+using Sources = std::vector<iShaderEffect::Source>;
+using Rgba = std::array<int, 4>;
+using Texels = std::function<Rgba(int x, int y)>;
+
+constexpr int kSize = 4;
+
+// Input arrives on coordinate set 1 and _Mask on set 2 when both are given;
+// sets 0 and 3 show what the units around the sources get.
+const char kEffect[] = R"(#ifndef OSX
+#error OSX is defined for every effect
+#endif
+texture Input;
+sampler2D InputSampler = sampler_state { Texture = <Input>; MinFilter = Point; MagFilter = Point; };
+texture _Mask < string Resource = "mask.png"; >;
+sampler2D MaskSampler = sampler_state { Texture = <_Mask>; AddressU = ADDRESS; MinFilter = Point; MagFilter = Point; };
+texture Scratch : RENDERCOLORTARGET;
+texture Far;
+sampler2D FarSampler = sampler_state { Texture = <Far>; };
+float Amount < string UIName = "How much"; float UIMin = -1; bool Visible = true; int Steps = 4; > = VALUE;
+float4 Tint = {1, 0, 0.5, 1};
+int Count = 3;
+bool Invert = true;
+float3 Offset = {1, 2, 3};
+float3x3 Turn = {1, 2, 3, 4, 5, 6, 7, 8, 9};
+float2 Pair;
+float Weights[3];
+string Label = "label";
+
+float4 show(float2 square0 : TEXCOORD0, float2 input : TEXCOORD1, float2 mask : TEXCOORD2, float2 square3 : TEXCOORD3) : COLOR
+{
+    return float4(tex2D(InputSampler, input).r, tex2D(MaskSampler, mask).g, square0.x * Amount, square3.y);
+}
+
+float4 beyond(float2 uv : TEXCOORD12) : COLOR
+{
+    return tex2D(FarSampler, uv);
+}
+
+technique Beyond { pass One { PixelShader = compile PROFILE beyond(); } }
+technique Show { pass One { PixelShader = compile PROFILE show(); } }
+)";
+
+// The first pass fills Scratch, which the second reads back through the unit square.
+const char kTwoPassEffect[] = R"(texture Input;
+sampler2D InputSampler = sampler_state { Texture = <Input>; MinFilter = Point; MagFilter = Point; };
+texture Scratch : RENDERCOLORTARGET;
+sampler2D ScratchSampler = sampler_state { Texture = <Scratch>; MinFilter = Point; MagFilter = Point; };
+float4 Colour = {0.2, 0.4, 0.6, 1};
+float4 fill(float2 uv : TEXCOORD1) : COLOR { return float4(tex2D(InputSampler, uv).r, Colour.gba); }
+float4 finish(float2 uv : TEXCOORD0) : COLOR { float4 scratch = tex2D(ScratchSampler, uv); return float4(scratch.g, scratch.r, scratch.b, 1); }
+technique TwoPass
+{
+    pass Fill < string Script = "RenderColorTarget0=Scratch;"; > { PixelShader = compile PROFILE fill(); }
+    pass Finish < string Script = "RenderColorTarget0=;"; > { PixelShader = compile PROFILE finish(); }
+}
+)";
+
+const Definitions kDefinitions = {{"ADDRESS", "Clamp"}, {"VALUE", "1"}};
+
+Rgba inputTexel(int x, int y)
+{
+    return {10 + 60 * x + 15 * y, 0, 0, 255};
+}
+
+Rgba maskTexel(int x, int y)
+{
+    return {0, 200 - 50 * x - 10 * y, 0, 255};
+}
+
+// A unit square's coordinate at pixel i, as an 8-bit channel.
+int ramp(int i)
+{
+    return int(std::lround((i + 0.5) / kSize * 255));
+}
+
+Kv::Ptr<iGPUImage> imageOf(const Texels& texels)
+{
+    const Kv::Ptr<iHostImage> host = OS()->mediaServices()->createHostSurface(XY<int>(kSize, kSize));
+    const Kv::Ptr<iPixelGuard> pixels = host->lock();
+    for (int y = 0; y < kSize; ++y) {
+        for (int x = 0; x < kSize; ++x) {
+            const Rgba texel = texels(x, y);
+            unsigned char* bgra = pixels->getPixels() + y * pixels->getStride() + x * 4;
+            for (const int channel : {2, 1, 0, 3})
+                *bgra++ = static_cast<unsigned char>(texel[channel]);
+        }
+    }
+    return OS()->mediaServices()->copyToGPU(host);
+}
+
+// Row 0 is the bottom row as OpenGL draws it.
+Rgba pixelOf(const Kv::Ptr<iGPUImage>& image, int x, int y)
+{
+    const Kv::Ptr<iHostImage> host = OpenGLUtils::instance().copyToHost(Kv::dynamicCast<GPUImage>(image));
+    const Kv::Ptr<iPixelGuard> pixels = host->lock();
+    const unsigned char* bgra = pixels->getPixels() + y * pixels->getStride() + x * 4;
+    return {bgra[2], bgra[1], bgra[0], bgra[3]};
+}
+
+// Texels come through exactly; interpolated coordinates may round either way.
+void expectPixels(const Kv::Ptr<iGPUImage>& image, const Texels& expected)
+{
+    for (int y = 0; y < kSize; ++y) {
+        for (int x = 0; x < kSize; ++x) {
+            const Rgba drawn = pixelOf(image, x, y);
+            const Rgba wanted = expected(x, y);
+            for (std::size_t channel = 0; channel < 4; ++channel)
+                EXPECT_NEAR(drawn[channel], wanted[channel], 1) << "pixel " << x << ", " << y << ", channel " << channel;
+        }
+    }
+}
+
+// Read pixel for texel: corners top left, top right, bottom left, bottom right.
+iShaderEffect::Source source(const char* name, const Kv::Ptr<iGPUImage>& image, float right = 1)
+{
+    iShaderEffect::Source source(name, image);
+    source.texCoords[1] = {right, 0};
+    source.texCoords[2] = {0, 1};
+    source.texCoords[3] = {right, 1};
+    return source;
+}
+
+Kv::Ptr<iGPUImage> newTarget()
+{
+    return OS()->mediaServices()->createGPUSurface(XY<int>(kSize, kSize), iGPUImage::eBGRA8);
+}
+
+// The whole target, as a renderer on it would draw one pass.
+Kv::Ptr<iGPUImage> drawPass(iShaderEffect& effect, const Sources& sources)
+{
+    const Kv::Ptr<iGPUImage> target = newTarget();
+    const OpenGLContextProtector protector;
+    OpenGLUtils::instance().pushRenderTarget(Kv::dynamicCast<GPUImage>(target));
+    effect.renderPass(0, {0, 0, kSize, kSize}, sources);
+    OpenGLUtils::instance().popRenderTarget();
+    return target;
+}
+
+std::string messagesOf(const ShaderCompilationOutput& output)
+{
+    std::string messages;
+    for (const ShaderCompilationOutput::Error& error : output.errors)
+        messages.append(std::to_string(error.line)).append(": ").append(error.message.c_str()).append("\n");
+    return messages;
+}
+
+class GLSLShaderEffectTest : public ::testing::Test
+{
+protected:
+    void SetUp() override { REQUIRE_OPENGL(OpenGLUtils::isAvailable(), EGLPlatform::instance().unavailableReason()); }
+
+    static Kv::Ptr<iShaderEffect> compile(const char* source, const Definitions& definitions = kDefinitions)
+    {
+        const ShaderCompilationOutput output = OS()->mediaServices()->compileFXFileFromBuffer(source, definitions);
+        EXPECT_TRUE(output.effect) << messagesOf(output);
+        return output.effect;
+    }
+};
+
+} // namespace
+
+TEST_F(GLSLShaderEffectTest, CompilesBuffersAndFilesWithTheCallersDefinitions)
+{
+    char folderTemplate[] = "/tmp/kvos-effect-XXXXXX";
+    ASSERT_NE(g_mkdtemp(folderTemplate), nullptr);
+    const std::string path = std::string(folderTemplate) + "/Show.fx";
+    std::ofstream(path) << kEffect;
+
+    const Definitions definitions = {{"ADDRESS", "Wrap"}, {"VALUE", "0.75"}};
+    const ShaderCompilationOutput outputs[] = {
+        OS()->mediaServices()->compileFXFileFromBuffer(kEffect, definitions),
+        OS()->mediaServices()->compileFXFile(OS()->utils()->fromUTF8(path.c_str(), -1), definitions),
+    };
+    std::filesystem::remove_all(folderTemplate);
+    for (const ShaderCompilationOutput& output : outputs) {
+        ASSERT_TRUE(output.effect) << messagesOf(output);
+        EXPECT_TRUE(output.errors.empty()) << messagesOf(output);
+        EXPECT_FLOAT_EQ(output.effect->getParam("Amount")->getFloatValue(), 0.75f);
+    }
+    EXPECT_TRUE(outputs[0].effect->getSourceFile().empty());
+    EXPECT_EQ(outputs[1].effect->getSourceFile(), OS()->utils()->fromUTF8(path.c_str(), -1));
+}
+
+TEST_F(GLSLShaderEffectTest, WhatDoesNotCompileGivesNoEffectAndTheCompilersMessages)
+{
+    struct Case
+    {
+        const char* what;
+        std::string source;
+        std::uint16_t firstLine;
+        const char* firstMessage;
+    } cases[] = {
+        {"an error on line 12", std::string(11, '\n') + "float Amount = ;\n", 11, "unexpected token ';'"},
+        {"a technique that does not translate", "\n\ntechnique T { pass P { PixelShader = compile PROFILE none(); } }", 2,
+         "technique T, pass P: entry function 'none' not found"},
+        {"an empty buffer", "", 0, "the effect has no technique"},
+        {"binary garbage", std::string("\x7f" "ELF\x02\x01\x01\0\0\xff\xfe{{<<;;\"", 20), 0, "unexpected token '\\x7f'"},
+    };
+    for (const Case& test : cases) {
+        SCOPED_TRACE(test.what);
+        const ShaderCompilationOutput output = OS()->mediaServices()->compileFXFileFromBuffer(
+            LightweightString<char>(test.source.data(), unsigned(test.source.size())), {});
+        EXPECT_FALSE(output.effect);
+        ASSERT_FALSE(output.errors.empty());
+        EXPECT_EQ(output.errors[0].line, test.firstLine) << messagesOf(output);
+        EXPECT_STREQ(output.errors[0].message.c_str(), test.firstMessage);
+    }
+
+    // A file's listing comes whole.
+    const ShaderCompilationOutput missing = OS()->mediaServices()->compileFXFile(L"/nonexistent/Missing.fx", {});
+    EXPECT_FALSE(missing.effect);
+    ASSERT_EQ(missing.errors.size(), 1u);
+    EXPECT_EQ(missing.errors[0].line, 0xFFFF);
+    EXPECT_STREQ(missing.errors[0].message.c_str(), "/nonexistent/Missing.fx(0) : error: the file cannot be read\n");
+}
+
+TEST_F(GLSLShaderEffectTest, TechniquesThatDoNotValidateAreAbsent)
+{
+    // Beyond reads coordinate set 12, past the 8 that Mesa has.
+    const Kv::Ptr<iShaderEffect> effect = compile(kEffect);
+    ASSERT_TRUE(effect);
+    EXPECT_FALSE(effect->setTechnique("Beyond"));
+    EXPECT_FALSE(effect->setTechnique(1u));
+    EXPECT_TRUE(effect->setTechnique("Show"));
+    EXPECT_TRUE(effect->setTechnique(0u));
+
+    // With none left the effect exists, and renders nothing.
+    const std::string beyondAlone = std::string(kEffect).erase(std::string(kEffect).find("technique Show"));
+    const ShaderCompilationOutput output =
+        OS()->mediaServices()->compileFXFileFromBuffer(beyondAlone.c_str(), kDefinitions);
+    ASSERT_TRUE(output.effect) << messagesOf(output);
+    EXPECT_TRUE(output.errors.empty());
+    EXPECT_EQ(output.effect->getNumParams(), 0u);
+    EXPECT_FALSE(output.effect->render(XY<int>(kSize, kSize), {}, iGPUImage::eBGRA8));
+}
+
+TEST_F(GLSLShaderEffectTest, ParametersByNameAndIndexWithTypesAndAnnotations)
+{
+    const Kv::Ptr<iShaderEffect> effect = compile(kEffect);
+    ASSERT_TRUE(effect);
+    using eType = iShaderParam::eType;
+    const std::pair<const char*, eType> expected[] = {
+        {"Amount", eType::eTypeFloat}, {"Tint", eType::eTypeColour}, {"Count", eType::eTypeInt},
+        {"Invert", eType::eTypeBool}, {"Offset", eType::eTypeUnknown}, {"Turn", eType::eTypeUnknown},
+        {"Pair", eType::eTypeUnknown}, {"Weights", eType::eTypeUnknown}, {"Label", eType::eTypeString},
+    };
+    ASSERT_EQ(effect->getNumParams(), std::size(expected));
+    for (unsigned index = 0; index < std::size(expected); ++index) {
+        const Kv::Ptr<iShaderParam> param = effect->getParam(index);
+        EXPECT_STREQ(param->getID().c_str(), expected[index].first);
+        EXPECT_EQ(param->getType(), expected[index].second) << expected[index].first;
+        EXPECT_TRUE(effect->getParam(expected[index].first) == param);
+    }
+    EXPECT_FALSE(effect->getParam(std::size(expected)));
+    EXPECT_FALSE(effect->getParam("InputSampler")) << "samplers and textures are not parameters";
+
+    const Kv::Ptr<iShaderParam> amount = effect->getParam("Amount");
+    EXPECT_STREQ(amount->getAnnotationStringValue("UIName").c_str(), "How much");
+    EXPECT_FLOAT_EQ(amount->getAnnotationFloatValue("UIMin"), -1.0f);
+    EXPECT_TRUE(amount->getAnnotationBoolValue("Visible"));
+    EXPECT_TRUE(amount->hasAnnotation("Steps", eType::eTypeInt));
+    EXPECT_FALSE(amount->hasAnnotation("Steps", eType::eTypeFloat));
+    EXPECT_TRUE(amount->getAnnotationStringValue("UIMin").empty());
+    EXPECT_EQ(amount->getAnnotationFloatValue("Missing"), 0.0f);
+
+    // Setters answer whether the value fits.
+    EXPECT_TRUE(effect->setValue("Tint", NormalisedRGB(0.25f, 0.5f, 0.75f, 1)));
+    EXPECT_EQ(effect->getParam("Tint")->getColourValue(), NormalisedRGB(0.25f, 0.5f, 0.75f, 1));
+    EXPECT_FALSE(effect->setValue("Amount", NormalisedRGB()));
+    EXPECT_FALSE(effect->setValue("Label", 1.0f));
+    EXPECT_FALSE(effect->setValue("Nothing", 1));
+    EXPECT_TRUE(effect->setValue("Count", 9));
+    EXPECT_EQ(effect->getParam("Count")->getIntValue(), 9);
+    EXPECT_TRUE(effect->getParam("Invert")->setBoolValue(false));
+    EXPECT_FALSE(effect->getParam("Invert")->getBoolValue());
+    EXPECT_EQ(effect->getParam("Turn")->getFloat3x3Value().m[2][0], 7.0f) << "row after row";
+    EXPECT_FALSE(effect->getParam("Offset")->setFloat3x3Value({}));
+    EXPECT_TRUE(effect->getParam("Offset")->setFloat3Value({{4, 5, 6}}));
+    EXPECT_EQ(effect->getParam("Offset")->getFloat3Value().v[2], 6.0f);
+}
+
+TEST_F(GLSLShaderEffectTest, PassesReadEachSourceOnItsOwnCoordinateSet)
+{
+    const Kv::Ptr<iShaderEffect> effect = compile(kEffect);
+    ASSERT_TRUE(effect);
+    const Sources sources = {source("Input", imageOf(inputTexel)), source("Mask", imageOf(maskTexel))};
+
+    // Source i on set i + 1, the unit square around them.
+    expectPixels(drawPass(*effect, sources), [](int x, int y) {
+        return Rgba{inputTexel(x, y)[0], maskTexel(x, y)[1], ramp(x), ramp(y)};
+    });
+
+    // A value set between passes is there in the next.
+    ASSERT_TRUE(effect->setValue("Amount", 0.5f));
+    EXPECT_NEAR(pixelOf(drawPass(*effect, sources), 3, 0)[2], 0.875 * 0.5 * 255, 1);
+
+    // Source i on set i, and (0, 0) on the two sets after them.
+    const Kv::Ptr<iGPUImage> target = newTarget();
+    {
+        const OpenGLContextProtector protector;
+        OpenGLUtils::instance().pushRenderTarget(Kv::dynamicCast<GPUImage>(target));
+        effect->renderQuadrilateral({0, kSize}, {kSize, kSize}, {0, 0}, {kSize, 0}, sources);
+        OpenGLUtils::instance().popRenderTarget();
+    }
+    expectPixels(target, [](int x, int y) {
+        return Rgba{inputTexel(x, y)[0], maskTexel(0, 0)[1], int(std::lround((x + 0.5) / kSize * 0.5 * 255)), 0};
+    });
+}
+
+TEST_F(GLSLShaderEffectTest, InputsAreFoundByNameAndWithoutALeadingUnderscore)
+{
+    const Kv::Ptr<iShaderEffect> effect = compile(kEffect);
+    ASSERT_TRUE(effect);
+    ASSERT_EQ(effect->getNumInputs(), 3u) << "render targets are not inputs";
+    EXPECT_STREQ(effect->getInput(1).name.c_str(), "_Mask");
+    EXPECT_STREQ(effect->getInput(1).resource.c_str(), "mask.png");
+    EXPECT_STREQ(effect->getInput(2).name.c_str(), "Far");
+    EXPECT_TRUE(effect->getInput(3).name.empty());
+
+    const std::pair<const char*, bool> names[] = {{"_Mask", true}, {"Mask", true}, {"Scratch", false}};
+    for (const auto& [name, found] : names) {
+        const Kv::Ptr<iGPUImage> drawn = drawPass(*effect, {source("Input", imageOf(inputTexel)),
+                                                            source(name, imageOf(maskTexel))});
+        // An unbound sampler reads black.
+        EXPECT_EQ(pixelOf(drawn, 1, 2)[1], found ? maskTexel(1, 2)[1] : 0) << name;
+    }
+}
+
+TEST_F(GLSLShaderEffectTest, AddressModesOfSamplerStatesApply)
+{
+    // The mask is read from 0 to 2 across the target.
+    const struct
+    {
+        const char* mode;
+        std::uint32_t addressU;
+        int texels[kSize];
+    } cases[] = {
+        {"Clamp", GL_CLAMP_TO_EDGE, {1, 3, 3, 3}},
+        {"Wrap", GL_REPEAT, {1, 3, 1, 3}},
+        {"Mirror", GL_MIRRORED_REPEAT, {1, 3, 3, 1}},
+    };
+    for (const auto& test : cases) {
+        SCOPED_TRACE(test.mode);
+        const Kv::Ptr<iShaderEffect> effect = compile(kEffect, {{"ADDRESS", test.mode}, {"VALUE", "1"}});
+        ASSERT_TRUE(effect);
+        const auto& samplers = dynamic_cast<GLSLShaderEffect&>(*effect).getSamplers();
+        ASSERT_EQ(samplers.size(), 3u);
+        EXPECT_EQ(samplers[1].sampler->name(), "MaskSampler");
+        EXPECT_EQ(samplers[1].addressU, test.addressU);
+        EXPECT_EQ(samplers[1].addressV, std::uint32_t(GL_REPEAT));
+
+        const Kv::Ptr<iGPUImage> drawn =
+            drawPass(*effect, {source("Input", imageOf(inputTexel)), source("Mask", imageOf(maskTexel), 2)});
+        for (int x = 0; x < kSize; ++x)
+            EXPECT_EQ(pixelOf(drawn, x, 0)[1], maskTexel(test.texels[x], 0)[1]) << "pixel " << x;
+    }
+}
+
+TEST_F(GLSLShaderEffectTest, TwoPassEffectRendersItsFirstPassIntoAnImageTheSecondReads)
+{
+    const Kv::Ptr<iShaderEffect> effect = compile(kTwoPassEffect);
+    ASSERT_TRUE(effect);
+    const Sources sources = {source("Input", imageOf(inputTexel))};
+    const Kv::Ptr<iGPUImage> target = newTarget();
+    effect->render(iShaderEffect::Target{target, nullptr}, sources, iShaderEffect::eBlendMode(0));
+    const Kv::Ptr<iGPUImage> made = effect->render(XY<int>(kSize, kSize), sources, iGPUImage::eBGRA8);
+    for (const Kv::Ptr<iGPUImage>& image : {target, made})
+        expectPixels(image, [](int x, int y) { return Rgba{102, inputTexel(x, y)[0], 153, 255}; });
+}
+
+TEST_F(GLSLShaderEffectTest, RenderingIntoAnImageOfAnotherKindDoesNothing)
+{
+    // Nothing about it may be asked.
+    struct ForeignImage : iOpenGLImage
+    {
+        XY<int> getSize() const override { return asked(); }
+        unsigned int getBitsPerPixel() const override { return asked().x; }
+        unsigned int getBitsPerComponent() const override { return asked().x; }
+        Kv::Ptr<iGraphicPrimitivesRenderer> getPrimitivesRenderer(bool) override { return asked(), nullptr; }
+        Kv::Ptr<iImage> createCompatibleImage(const XY<int>&) override { return asked(), nullptr; }
+        Kv::Ptr<iPixelGuard> lock() override { return asked(), nullptr; }
+        eFormat getFormat() const override { return asked(), eBGRA8; }
+        std::uint32_t getTextureID() const override { return asked().x; }
+        XY<int> asked() const
+        {
+            ADD_FAILURE() << "the foreign image was used";
+            return {};
+        }
+    };
+    const Kv::Ptr<iShaderEffect> effect = compile(kTwoPassEffect);
+    ASSERT_TRUE(effect);
+    const Sources sources = {source("Input", imageOf(inputTexel))};
+    for (const Kv::Ptr<iGPUImage>& image : {Kv::Ptr<iGPUImage>(new ForeignImage), Kv::Ptr<iGPUImage>()})
+        effect->render(iShaderEffect::Target{image, nullptr}, sources, iShaderEffect::eBlendMode(0));
+}
