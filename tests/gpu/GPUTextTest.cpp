@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cwchar>
 #include <thread>
 #include <vector>
 
@@ -32,14 +33,15 @@ public:
         return {pixel[0], pixel[1], pixel[2], pixel[3]};
     }
 
-    // The darkest colour channel of the brightest pixel in the columns.
-    int brightest(int left, int right) const
+    // The largest value of each byte over the columns, all rows.
+    std::vector<int> maxima(int left, int right) const
     {
-        int result = 0;
+        std::vector<int> result(4, 0);
         for (int y = 0; y < host->getSize().y; ++y)
             for (int x = left; x < right; ++x) {
                 const std::vector<int> pixel = at(x, y);
-                result = std::max(result, *std::min_element(pixel.begin(), pixel.begin() + 3));
+                std::transform(result.begin(), result.end(), pixel.begin(), result.begin(),
+                               [](int a, int b) { return std::max(a, b); });
             }
         return result;
     }
@@ -98,7 +100,7 @@ TEST_F(GPUText, OneTextInAnyColourIsOneCachedImageDrawnWhiteOnBlack)
     const ReadBack pixels(first.image);
     EXPECT_EQ(pixels.at(0, 0), kOpaqueBlack);
     EXPECT_EQ(pixels.at(size.x - 1, size.y - 1), kOpaqueBlack);
-    EXPECT_EQ(pixels.brightest(0, size.x), 255) << "white text";
+    EXPECT_EQ(pixels.maxima(0, size.x), (std::vector<int>{255, 255, 255, 255})) << "white text";
 
     const ImageDescriptionEx empty = gpuFont->renderText(TextDescription(L"", {}, {}, {}, font));
     EXPECT_FALSE(empty.image);
@@ -176,11 +178,70 @@ TEST_F(GPUText, NumericFontDrawsOnTheHostOnlyCharactersItHasNotCached)
         SCOPED_TRACE(OS()->utils()->narrow(example.text).c_str());
         OpenGLTextureCache::instance().clear();
         const GLuint waiting = GPUImage::create(cell)->getTextureID();
-        numeric.addToCache(example.text);
+        const ImageDescriptionEx compound = numeric.renderText(TextDescription(example.text, {}, {}, {}, font));
+        ASSERT_TRUE(compound.image);
         EXPECT_EQ(GPUImage::create(cell)->getTextureID() != waiting, example.drawsOnHost);
         for (const wchar_t* character = example.text; *character != 0; ++character)
             EXPECT_TRUE(numeric.isCached(*character));
     }
+}
+
+TEST_F(GPUText, NumericTextIsItsCharactersSideBySideWithBlackGapsOfTheSpaceWidth)
+{
+    const Kv::Ptr<iFont> font = hostFont();
+    const GPUNumericFont numeric(font);
+    const int height = font->measure(L"0", -1).y;
+    const int spaceWidth = font->measure(L"0 0", -1).x - font->measure(L"00", -1).x;
+    ASSERT_GT(spaceWidth, 0);
+
+    for (const wchar_t* text : {L"1 1", L"12 : 05", L"  7", L"9 ", L"4x 4"}) {
+        SCOPED_TRACE(OS()->utils()->narrow(text).c_str());
+        const ImageDescriptionEx compound = numeric.renderText(TextDescription(text, {}, {}, {}, font));
+        ASSERT_TRUE(compound.image);
+        EXPECT_EQ(compound.image->getSize(), XY<int>(height * int(std::wcslen(text)), height));
+        const ReadBack pixels(compound.image);
+        int pen = 0;
+        for (const wchar_t* character = text; *character != 0; ++character) {
+            if (*character == L' ') {
+                for (int y = 0; y < height; ++y)
+                    for (int x = pen; x < pen + spaceWidth; ++x)
+                        ASSERT_EQ(pixels.at(x, y), kOpaqueBlack) << "at " << x << ", " << y;
+                pen += spaceWidth;
+                continue;
+            }
+            const int width = font->measure(LightweightString<wchar_t>(character, 1), -1).x;
+            const std::vector<int> brightest = pixels.maxima(pen, pen + width);
+            EXPECT_GT(*std::min_element(brightest.begin(), brightest.end()), 192) << "character " << char(*character);
+            pen += width;
+        }
+        EXPECT_EQ(compound.source, (Kv::Rectangle<float>{0, 0, float(pen), float(height)}));
+        EXPECT_EQ(compound.blend, 1);
+    }
+}
+
+TEST_F(GPUText, TextsOfOneBatchThroughTheRendererShowTheColourSetLast)
+{
+    iMediaServices* media = OS()->mediaServices();
+    const Kv::Ptr<iGPUImage> target = media->createGPUSurface(XY<int>(160, 40), iGPUImage::eBGRA8);
+    const Kv::Ptr<iFont> font = media->createGPUSurfaceFont(L"DejaVu Sans", 24, 0);
+    const TextDescription texts[] = {
+        {L"HH", XY<int>(4, 8), NormalisedRGB(1, 0, 0), {}, font},
+        {L"HH", XY<int>(84, 8), NormalisedRGB(0, 1, 0), {}, font},
+    };
+    {
+        const Kv::Ptr<iGraphicPrimitivesRenderer> renderer = target->getPrimitivesRenderer(false);
+        ASSERT_TRUE(renderer);
+        RectDescription background;
+        background.rect = {0, 0, 160, 40};
+        renderer->renderMulti(&background, 1);
+        renderer->renderMulti(texts, 2);
+    }
+
+    const ReadBack pixels(target);
+    const int width = font->measure(L"HH", -1).x;
+    for (const TextDescription& text : texts)
+        EXPECT_EQ(pixels.maxima(text.position.x, text.position.x + width), (std::vector<int>{0, 255, 0, 255}))
+            << "text at " << text.position.x;
 }
 
 } // namespace
