@@ -76,6 +76,10 @@ TEST(OpenGLContext, LimitsAndFormatsOfTheDriver)
     for (const auto& size : sizes)
         EXPECT_EQ(OpenGLUtils::isTextureSizePossible(size.size), size.possible) << size.size.x << "x" << size.size.y;
 
+    {
+        const OpenGLContextProtector protector;
+        OpenGL::checkForErrors(); // a stale error would fail the formats' one test
+    }
     for (const iGPUImage::eFormat format :
          {iGPUImage::eBGRA8, iGPUImage::eRGBA16, iGPUImage::eRGBA16F, iGPUImage::eRGBA32F, iGPUImage::eRGB10A2})
         EXPECT_TRUE(OpenGLUtils::isSupported(format)) << format;
