@@ -1,20 +1,150 @@
-#include "EGLPlatform.h"
 #include "GL1Renderer.h"
+#include "CairoImage.h"
+#include "EGLPlatform.h"
 #include "GPUImage.h"
 #include "GraphicPrimitives.h"
+#include "OpenGLContextProtector.h"
 #include "OpenGLRequired.h"
 #include "OpenGLUtils.h"
+#include "Region.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
+#include <cstdlib>
+#include <functional>
+#include <vector>
 
 namespace
 {
     using Pixel = std::uint32_t; // 0xAARRGGBB
+    using System = OpenGLGraphicPrimitivesRendererBase::eCoordinateSystem;
+    constexpr System kBottomLeft = OpenGLGraphicPrimitivesRendererBase::eOriginBottomLeft;
+    constexpr System kTopLeft = OpenGLGraphicPrimitivesRendererBase::eOriginTopLeft;
 
     constexpr Pixel kBlack = 0xFF000000;
     constexpr Pixel kRed = 0xFFFF0000;
+    constexpr Pixel kGreen = 0xFF00FF00;
+    constexpr Pixel kBlue = 0xFF0000FF;
+    constexpr Pixel kWhite = 0xFFFFFFFF;
+
+    const NormalisedRGB red(1, 0, 0);
+    const NormalisedRGB green(0, 1, 0);
+
+    // y counts from the bottom row, as OpenGL draws into an image.
+    struct Probe
+    {
+        int x;
+        int y;
+        Pixel expected;
+        int tolerance = 0; // in each channel
+    };
+
+    using Draw = std::function<void(iGraphicPrimitivesRenderer&)>;
+
+    struct Case
+    {
+        const char* name;
+        Draw draw;
+        std::vector<Probe> probes;
+        System system = kBottomLeft;
+    };
+
+    template <class Record> Draw drawing(Record record, Kv::Ptr<iRegion> clip = nullptr)
+    {
+        return [record, clip](iGraphicPrimitivesRenderer& renderer) {
+            renderer.setClipRegion(clip);
+            renderer.renderMulti(&record, 1);
+        };
+    }
+
+    RectDescription rectangle(const Kv::Rectangle<int>& area, const NormalisedRGB& colour)
+    {
+        RectDescription record;
+        record.rect = area;
+        record.colour = colour;
+        return record;
+    }
+
+    // An effect frame in green round a red rectangle.
+    RectDescription frame(const Kv::Rectangle<int>& area, unsigned int cornerStyle, float size)
+    {
+        RectDescription record = rectangle(area, red);
+        record.effect = 1;
+        record.effectParam = cornerStyle;
+        record.effectSize = size;
+        record.effectColour = green;
+        return record;
+    }
+
+    EllipseDescription ellipse(const Kv::Rectangle<int>& area, unsigned int style, short startAngle, short endAngle,
+                               unsigned short lineWidth = 0)
+    {
+        EllipseDescription record;
+        record.rect = area;
+        record.style = style;
+        record.fill = red;
+        record.outline = green;
+        record.lineWidth = lineWidth;
+        record.startAngle = startAngle;
+        record.endAngle = endAngle;
+        return record;
+    }
+
+    LineDescription line(const XY<int>& start, const XY<int>& end, unsigned int style)
+    {
+        LineDescription record;
+        record.start = start;
+        record.end = end;
+        record.colour = record.colour2 = red;
+        record.style = style;
+        record.width = 1;
+        return record;
+    }
+
+    // Not separable into rectangles: two bands side by side.
+    Kv::Ptr<iRegion> twoBands(const Kv::Rectangle<int>& first, const Kv::Rectangle<int>& second)
+    {
+        return Kv::Ptr<iRegion>(new Region(iRegion::Rectangles{first, second}));
+    }
+
+    // 16 by 16, in quarters: red, green over blue, white, with memory row 0
+    // on top.
+    Kv::Ptr<iHostImage> quarters()
+    {
+        const Kv::Ptr<iHostImage> image(new CairoImage(XY<int>(16, 16), 32, 1));
+        const Kv::Ptr<iPixelGuard> pixels = image->lock();
+        for (int y = 0; y < 16; ++y)
+            for (int x = 0; x < 16; ++x)
+                reinterpret_cast<Pixel*>(pixels->getPixels() + y * pixels->getStride())[x] =
+                    y < 8 ? (x < 8 ? kRed : kGreen) : (x < 8 ? kBlue : kWhite);
+        return image;
+    }
+
+    // The whole of a 16 by 16 image.
+    ImageDescriptionEx imageEx(const Kv::Ptr<iImageBase>& image, const Kv::Rectangle<float>& dest, unsigned int filter)
+    {
+        ImageDescriptionEx record;
+        record.image = image;
+        record.source = {0, 0, 16, 16};
+        record.dest = dest;
+        record.blend = 0;
+        record.filter = filter;
+        return record;
+    }
+
+    // Neither an OpenGL image nor a host image.
+    class ForeignImage : public iImageBase
+    {
+    public:
+        eLocation getLocation() const override { return eGPUMemory; }
+        XY<int> getSize() const override { return XY<int>(4, 4); }
+        unsigned int getBitsPerPixel() const override { return 32; }
+        unsigned int getBitsPerComponent() const override { return 8; }
+        Kv::Ptr<iGraphicPrimitivesRenderer> getPrimitivesRenderer(bool) override { return nullptr; }
+        Kv::Ptr<iImage> createCompatibleImage(const XY<int>&) override { return nullptr; }
+    };
 
     class GL1RendererTest : public ::testing::Test
     {
@@ -23,36 +153,291 @@ namespace
         {
             REQUIRE_OPENGL(OpenGLUtils::isAvailable(), EGLPlatform::instance().unavailableReason());
             image = Kv::Ptr<GPUImage>(new GPUImage(iGPUImage::StorageT{XY<int>(64, 64), iGPUImage::eBGRA8}));
-            // A recycled texture keeps its old pixels.
-            fill({0, 0, 64, 64}, NormalisedRGB(0, 0, 0));
         }
 
-        void fill(const Kv::Rectangle<int>& area, const NormalisedRGB& colour)
+        // On the image; the top-left system draws as a window renderer does,
+        // into the framebuffer that its caller has bound.
+        void render(System system, const Draw& draw)
         {
-            RectDescription rect;
-            rect.rect = area;
-            rect.colour = colour;
-            image->getPrimitivesRenderer(false)->renderMulti(&rect, 1);
+            if (system == kBottomLeft) {
+                draw(*image->getPrimitivesRenderer(false));
+                return;
+            }
+            const OpenGLContextProtector protector;
+            OpenGLUtils::instance().pushRenderTarget(image);
+            {
+                GL1Renderer renderer(EGL_NO_CONTEXT, XY<int>(64, 64));
+                draw(renderer);
+            }
+            OpenGLUtils::instance().popRenderTarget();
         }
 
-        // x from the left, y from the bottom row as OpenGL drew it.
-        Pixel pixel(int x, int y)
+        // A recycled texture keeps its old pixels.
+        void clear() { render(kBottomLeft, drawing(rectangle({0, 0, 64, 64}, NormalisedRGB(0, 0, 0)))); }
+
+        // Each case starts black.
+        void run(const std::vector<Case>& cases)
+        {
+            for (const Case& testCase : cases) {
+                SCOPED_TRACE(testCase.name);
+                clear();
+                render(testCase.system, testCase.draw);
+                expectPixels(testCase.probes);
+            }
+        }
+
+        // The image's row y, from the bottom.
+        std::vector<Pixel> row(int y)
         {
             const Kv::Ptr<iHostImage> host = OpenGLUtils::instance().copyToHost(image);
-            const Kv::Ptr<iPixelGuard> guard = host->lock();
-            const unsigned char* bytes = guard->getPixels() + y * guard->getStride() + x * 4;
-            return Pixel(bytes[3]) << 24 | Pixel(bytes[2]) << 16 | Pixel(bytes[1]) << 8 | Pixel(bytes[0]);
+            const Kv::Ptr<iPixelGuard> pixels = host->lock();
+            const auto* first = reinterpret_cast<const Pixel*>(pixels->getPixels() + y * pixels->getStride());
+            return std::vector<Pixel>(first, first + 64);
+        }
+
+        void expectPixels(const std::vector<Probe>& probes)
+        {
+            for (const Probe& probe : probes) {
+                const Pixel actual = row(probe.y)[probe.x];
+                bool near = true;
+                for (int shift = 0; shift < 32; shift += 8)
+                    near = near && std::abs(int(actual >> shift & 0xFF) - int(probe.expected >> shift & 0xFF)) <=
+                                       probe.tolerance;
+                EXPECT_TRUE(near) << "at (" << probe.x << ", " << probe.y << ") " << std::hex << actual << " is not "
+                                  << probe.expected;
+            }
         }
 
         Kv::Ptr<GPUImage> image;
     };
 }
 
-TEST_F(GL1RendererTest, FillsARectangleFromTheBottomLeftOfAnImage)
+TEST_F(GL1RendererTest, MapsEachRecordToItsCoordinateSystem)
 {
-    fill({10, 20, 30, 40}, NormalisedRGB(1, 0, 0));
-    EXPECT_EQ(pixel(10, 20), kRed);
-    EXPECT_EQ(pixel(29, 39), kRed);
-    EXPECT_EQ(pixel(30, 39), kBlack);
-    EXPECT_EQ(pixel(9, 20), kBlack);
+    AlphaRectDescription alphaRect;
+    alphaRect.rect = {10, 20, 30, 40};
+    alphaRect.colour = red;
+    LineStripDescription strip;
+    strip.points = {XY<float>(5, 10), XY<float>(40, 10)};
+    strip.colour = red;
+    strip.width = 1;
+    TriangleStripDescription triangle;
+    triangle.vertices = {XY<int>(0, 0), XY<int>(20, 0), XY<int>(0, 20)};
+    triangle.colour = red;
+    const ImageDescription picture(quarters(), XY<int>(0, 0), {0, 0, 16, 16}, false);
+    run({
+        {"rect",
+         drawing(rectangle({10, 20, 30, 40}, red)),
+         {{10, 20, kRed}, {29, 39, kRed}, {9, 20, kBlack}, {30, 39, kBlack}}},
+        {"rect, top left",
+         drawing(rectangle({10, 20, 30, 40}, red)),
+         {{10, 24, kRed}, {10, 43, kRed}, {10, 23, kBlack}, {10, 44, kBlack}},
+         kTopLeft},
+        {"alpha rect, top left", drawing(alphaRect), {{10, 24, kRed}, {10, 43, kRed}, {10, 44, kBlack}}, kTopLeft},
+        {"line", drawing(line({5, 10}, {40, 10}, 0)), {{20, 9, kRed}, {20, 10, kBlack}}},
+        {"line, top left at the height less y plus a half",
+         drawing(line({5, 10}, {40, 10}, 0)),
+         {{20, 54, kRed}, {20, 53, kBlack}},
+         kTopLeft},
+        {"line strip, top left at the height less y less a half",
+         drawing(strip),
+         {{20, 53, kRed}, {20, 54, kBlack}},
+         kTopLeft},
+        {"ellipse, top left",
+         drawing(ellipse({10, 10, 20, 20}, 0, 0, 360)),
+         {{15, 49, kRed}, {15, 15, kBlack}},
+         kTopLeft},
+        {"triangle strip, top left, unmapped", drawing(triangle), {{2, 2, kRed}, {2, 61, kBlack}}, kTopLeft},
+        {"frame, top left, unmapped",
+         drawing(frame({20, 4, 44, 12}, 0, 2)),
+         {{21, 8, kGreen}, {21, 56, kBlack}},
+         kTopLeft},
+        {"image", drawing(picture), {{2, 2, kRed}, {10, 2, kGreen}, {2, 10, kBlue}, {10, 10, kWhite}}},
+        {"image, top left",
+         drawing(picture),
+         {{2, 61, kRed}, {10, 61, kGreen}, {2, 50, kBlue}, {10, 50, kWhite}},
+         kTopLeft},
+    });
+}
+
+TEST_F(GL1RendererTest, DrawsRectanglesByTheirPath)
+{
+    RectDescription gradient = rectangle({0, 0, 64, 64}, red);
+    gradient.gradient = 1;
+    gradient.gradientEnd = NormalisedRGB(0, 0, 1);
+    RectDescription rotated = rectangle({20, 20, 44, 44}, red);
+    rotated.rotation = 45;
+    RectDescription rotatedGradient = rotated;
+    rotatedGradient.gradient = 1;
+    rotatedGradient.gradientEnd = green;
+    RectDescription farFromTheMiddle = rectangle({10, 10, 30, 14}, red);
+    farFromTheMiddle.rotation = 180;
+    const Kv::Ptr<iRegion> bands = twoBands({0, 0, 64, 32}, {0, 32, 40, 64});
+    // Round the whole rectangle, and still not one rectangle.
+    const Kv::Ptr<iRegion> notch = twoBands({0, 0, 64, 50}, {0, 50, 10, 64});
+    run({
+        {"no gradient without a region", drawing(gradient), {{10, 62, kRed}}},
+        {"a gradient from top to bottom through a region",
+         drawing(gradient, bands),
+         {{10, 0, kRed, 4}, {10, 63, kBlue, 4}, {50, 40, kBlack}}},
+        {"rotated", drawing(rotated), {{32, 45, kRed}, {21, 21, kBlack}, {32, 32, kRed}}},
+        {"rotated through a region, without its gradient",
+         drawing(rotatedGradient, notch),
+         {{32, 45, kRed}, {32, 22, kRed}, {21, 21, kBlack}}},
+        // The centre is not mapped while the corners are: turned half round
+        // it, the rectangle leaves the image.
+        {"rotated, top left", drawing(farFromTheMiddle), {{20, 52, kBlack}, {20, 12, kBlack}}, kTopLeft},
+        {"rotated, bottom left", drawing(farFromTheMiddle), {{20, 12, kRed}}},
+        {"an effect through a region fills and draws no frame",
+         drawing(frame({20, 20, 44, 44}, 0, 8), bands),
+         {{32, 32, kRed}, {42, 25, kRed}, {42, 40, kBlack}, {12, 12, kBlack}}},
+    });
+}
+
+TEST_F(GL1RendererTest, DrawsEachFrameStyleWithoutTheFill)
+{
+    // Round a 24-pixel square with 8-pixel frames, the centre at (32, 32):
+    // the outer corner, inside a rounded corner, the side and the centre.
+    const Kv::Rectangle<int> open = {20, 20, 44, 44};
+    // So small that the frame meets itself.
+    const Kv::Rectangle<int> solid = {28, 28, 36, 36};
+    run({
+        {"square",
+         drawing(frame(open, 0, 8)),
+         {{12, 12, kGreen}, {15, 15, kGreen}, {23, 32, kGreen}, {32, 32, kBlack}, {11, 32, kBlack}}},
+        {"cut", drawing(frame(open, 1, 8)), {{12, 12, kBlack}, {15, 15, kBlack}, {23, 32, kGreen}, {32, 32, kBlack}}},
+        {"round", drawing(frame(open, 2, 8)), {{12, 12, kBlack}, {15, 15, kGreen}, {23, 32, kGreen}, {32, 32, kBlack}}},
+        {"square, solid", drawing(frame(solid, 0, 8)), {{32, 32, kGreen}, {21, 21, kGreen}, {18, 32, kBlack}}},
+        {"cut, solid", drawing(frame(solid, 1, 8)), {{32, 32, kGreen}, {25, 25, kGreen}, {21, 21, kBlack}}},
+        {"round, solid", drawing(frame(solid, 7, 8)), {{32, 32, kGreen}, {25, 25, kGreen}, {21, 21, kBlack}}},
+    });
+}
+
+TEST_F(GL1RendererTest, DrawsEllipsesAndArcs)
+{
+    EllipseDescription turned = ellipse({16, 16, 48, 48}, 0, 0, 90);
+    turned.rotation = 90;
+    EllipseDescription translucent = ellipse({16, 16, 48, 48}, 0, 0, 360);
+    translucent.fill.a = 0.5f;
+    run({
+        {"whole", drawing(ellipse({16, 16, 48, 48}, 0, 0, 360)), {{32, 32, kRed}, {32, 46, kRed}, {17, 17, kBlack}}},
+        {"quarter", drawing(ellipse({16, 16, 48, 48}, 0, 0, 90)), {{40, 40, kRed}, {24, 40, kBlack}, {24, 24, kBlack}}},
+        {"quarter turned a quarter", drawing(turned), {{24, 40, kRed}, {40, 40, kBlack}}},
+        {"3 degrees is one point", drawing(ellipse({16, 16, 48, 48}, 0, 0, 3)), {{40, 33, kBlack}, {32, 32, kBlack}}},
+        {"translucent", drawing(translucent), {{32, 32, 0xBF800000, 1}}},
+        {"thick outline",
+         drawing(ellipse({16, 16, 48, 48}, 1, 0, 360, 4)),
+         {{47, 32, kGreen}, {40, 32, kBlack}, {32, 32, kBlack}}},
+        {"outline thicker than the radius", drawing(ellipse({28, 28, 36, 36}, 1, 0, 360, 4)), {{32, 32, kGreen}}},
+        {"fill and thin outline", drawing(ellipse({16, 16, 48, 48}, 2, 0, 360, 1)), {{32, 32, kRed}, {17, 17, kBlack}}},
+    });
+}
+
+TEST_F(GL1RendererTest, DrawsRoundedRectanglesSquareWithTheirBorders)
+{
+    RoundedRectDescription plain;
+    plain.rect = {10, 10, 30, 30};
+    plain.fill = red;
+    plain.radius = 6;
+    RoundedRectDescription bordered = plain;
+    bordered.border = green;
+    bordered.borderWidth = 2;
+    RoundedRectDescription sameColours = bordered;
+    sameColours.border = red;
+    run({
+        {"no border", drawing(plain), {{20, 20, kRed}, {10, 10, kRed}}},
+        {"border",
+         drawing(bordered),
+         {{20, 20, kRed}, {11, 20, kGreen}, {20, 11, kGreen}, {28, 20, kGreen}, {20, 29, kGreen}}},
+        {"border in the fill's colour leaves the inside", drawing(sameColours), {{20, 20, kBlack}, {11, 20, kRed}}},
+    });
+}
+
+TEST_F(GL1RendererTest, BlendsByAlphaWhereTheRecordAsks)
+{
+    RectDescription blended = rectangle({0, 0, 64, 64}, NormalisedRGB(1, 0, 0, 0.5f));
+    blended.blendMode = 1;
+    AlphaRectDescription alphaRect;
+    alphaRect.rect = {0, 0, 64, 64};
+    alphaRect.colour = NormalisedRGB(1, 0, 0, 0.5f);
+    run({
+        {"blended rect", drawing(blended), {{5, 5, 0xBF800000, 1}}},
+        {"replacing rect", drawing(rectangle({0, 0, 64, 64}, NormalisedRGB(1, 0, 0, 0.5f))), {{5, 5, 0x80FF0000, 1}}},
+        {"alpha rect", drawing(alphaRect), {{5, 5, 0xBF800000, 1}}},
+    });
+}
+
+TEST_F(GL1RendererTest, ClipsByScissorOrByRegion)
+{
+    const Kv::Ptr<iRegion> box(new Region(Kv::Rectangle<int>{10, 10, 20, 30}));
+    const Kv::Ptr<iRegion> bands = twoBands({0, 0, 8, 64}, {24, 0, 64, 64});
+    const RectDescription all = rectangle({0, 0, 64, 64}, red);
+    AlphaRectDescription alphaRect;
+    alphaRect.rect = {0, 0, 64, 64};
+    alphaRect.colour = red;
+    run({
+        {"scissor", drawing(all, box), {{10, 10, kRed}, {19, 29, kRed}, {9, 10, kBlack}, {10, 30, kBlack}}},
+        {"scissor, top left",
+         drawing(all, box),
+         {{10, 34, kRed}, {19, 53, kRed}, {10, 33, kBlack}, {10, 54, kBlack}},
+         kTopLeft},
+        {"rectangles of a region", drawing(all, bands), {{4, 4, kRed}, {12, 4, kBlack}, {30, 60, kRed}}},
+        {"a region does not clip other primitives", drawing(alphaRect, bands), {{12, 4, kRed}}},
+        {"a region without rectangles draws nothing",
+         drawing(all, Kv::Ptr<iRegion>(new Region(iRegion::Rectangles()))),
+         {{4, 4, kBlack}}},
+    });
+}
+
+TEST_F(GL1RendererTest, DrawsImagesByFilterAndThroughRegions)
+{
+    const Kv::Ptr<iHostImage> host = quarters();
+    const ImageDescriptionEx doubled = imageEx(host, {0, 0, 32, 32}, 1);
+    ImageDescriptionEx linear = doubled;
+    linear.filter = 0;
+    // The source moves pixel for pixel with the cut edges.
+    const Kv::Ptr<iRegion> bands = twoBands({0, 0, 4, 64}, {12, 0, 64, 64});
+    run({
+        {"nearest", drawing(doubled), {{15, 4, kRed}, {16, 4, kGreen}, {4, 16, kBlue}}},
+        {"linear", drawing(linear), {{0, 0, kRed}, {15, 4, 0xFFBF4000, 2}}},
+        {"through two rectangles",
+         drawing(imageEx(host, {0, 0, 16, 16}, 1), bands),
+         {{2, 2, kRed}, {6, 2, kBlack}, {14, 2, kGreen}, {14, 10, kWhite}}},
+        {"no image draws no crash", drawing(imageEx(nullptr, {0, 0, 16, 16}, 1)), {}},
+        {"a foreign image draws no crash",
+         drawing(imageEx(Kv::Ptr<iImageBase>(new ForeignImage), {0, 0, 16, 16}, 1)),
+         {}},
+    });
+}
+
+TEST_F(GL1RendererTest, LeavesTheFilterOnTheTexture)
+{
+    const Kv::Ptr<GPUImage> source(new GPUImage(quarters()));
+    render(kBottomLeft, drawing(imageEx(source, {0, 0, 16, 16}, 1)));
+    GLint filter = 0;
+    {
+        const OpenGLContextProtector protector;
+        glBindTexture(GL_TEXTURE_2D, source->getTextureID());
+        glGetTexParameteriv(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, &filter);
+        glBindTexture(GL_TEXTURE_2D, 0);
+    }
+    EXPECT_EQ(filter, GL_NEAREST);
+}
+
+TEST_F(GL1RendererTest, StipplesDashedLinesAndSmoothsOnlyDiagonals)
+{
+    clear();
+    const LineDescription lines[] = {line({0, 10}, {64, 10}, 1), line({0, 20}, {64, 20}, 0),
+                                     line({0, 30}, {64, 62}, 0)};
+    image->getPrimitivesRenderer(false)->renderMulti(lines, 3);
+    const auto count = [](const std::vector<Pixel>& pixels, auto test) {
+        return std::count_if(pixels.begin(), pixels.end(), test);
+    };
+    const std::vector<Pixel> dashed = row(9);
+    EXPECT_EQ(count(dashed, [](Pixel pixel) { return pixel == kRed; }), 32);
+    EXPECT_EQ(count(dashed, [](Pixel pixel) { return pixel == kBlack; }), 32);
+    EXPECT_NE(dashed[0], dashed[1]);
+    EXPECT_EQ(count(row(19), [](Pixel pixel) { return pixel == kRed; }), 64);
+    // Smoothing leaves partly covered pixels along a diagonal.
+    EXPECT_GT(count(row(46), [](Pixel pixel) { return pixel != kRed && pixel != kBlack; }), 0);
 }

@@ -23,20 +23,20 @@ namespace
 GL1Renderer::GL1Renderer(GPUImage* image, eCoordinateSystem coordinateSystem)
     : OpenGLGraphicPrimitivesRendererBase(image, coordinateSystem)
 {
+    size_ = image->getSize();
     if (!available_)
         return;
     protector_.emplace(*OpenGLUtils::instance().getRenderContext(), true);
-    size_ = image->getSize();
     pushState();
     OpenGLUtils::instance().pushRenderTarget(Kv::Ptr<iOpenGLImage>(image));
 }
 
 GL1Renderer::GL1Renderer(EGLContext, const XY<int>& size) : OpenGLGraphicPrimitivesRendererBase(nullptr, eOriginTopLeft)
 {
+    size_ = size;
     if (!available_)
         return;
     protector_.emplace();
-    size_ = size;
     pushState();
     glViewport(0, 0, size.x, size.y);
     glLoadIdentity();

@@ -51,8 +51,7 @@ public:
     static bool requiresSmoothing(const LineDescription& line);
     // Cuts the record's rectangle to the clip; false when nothing is left.
     static bool clip(RectDescription& record, const Kv::Rectangle<int>& clipRectangle);
-    template <class T>
-    static bool clip(T& record, const Kv::Rectangle<int>& clipRectangle);
+    template <class T> static bool clip(T& record, const Kv::Rectangle<int>& clipRectangle);
 
 protected:
     // The image is not counted: the derived class keeps it as the target.
