@@ -40,6 +40,9 @@ SurfacelessGL::~SurfacelessGL()
 {
     if (!OpenGLUtils::isAvailable())
         return;
+    // A deleted program that is still current stays in use, under the next
+    // test's fixed-function drawing.
+    glUseProgram(0);
     passes_.clear();
     if (!textures_.empty())
         glDeleteTextures(static_cast<GLsizei>(textures_.size()), textures_.data());
