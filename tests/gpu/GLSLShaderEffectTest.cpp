@@ -2,7 +2,6 @@
 #include "GLSLShaderEffect.h"
 #include "GPUImage.h"
 #include "OS.h"
-#include "OpenGLContextProtector.h"
 #include "OpenGLRequired.h"
 #include "OpenGLUtils.h"
 
@@ -62,14 +61,22 @@ technique Beyond { pass One { PixelShader = compile PROFILE beyond(); } }
 technique Show { pass One { PixelShader = compile PROFILE show(); } }
 )";
 
-// The first pass fills Scratch, which the second reads back through the unit square.
+// The first pass fills Scratch, which the second reads back through the unit
+// square. Each pass reads two textures: llvmpipe's fast path for a quad of one
+// texture into a BGRA target (Mesa 22.3) mixes up colour components.
 const char kTwoPassEffect[] = R"(texture Input;
 sampler2D InputSampler = sampler_state { Texture = <Input>; MinFilter = Point; MagFilter = Point; };
 texture Scratch : RENDERCOLORTARGET;
 sampler2D ScratchSampler = sampler_state { Texture = <Scratch>; MinFilter = Point; MagFilter = Point; };
-float4 Colour = {0.2, 0.4, 0.6, 1};
-float4 fill(float2 uv : TEXCOORD1) : COLOR { return float4(tex2D(InputSampler, uv).r, Colour.gba); }
-float4 finish(float2 uv : TEXCOORD0) : COLOR { float4 scratch = tex2D(ScratchSampler, uv); return float4(scratch.g, scratch.r, scratch.b, 1); }
+float4 fill(float2 square : TEXCOORD0, float2 uv : TEXCOORD1) : COLOR
+{
+    return float4(tex2D(InputSampler, uv).r, 0.4, 0.6, tex2D(InputSampler, square).a);
+}
+float4 finish(float2 uv : TEXCOORD0) : COLOR
+{
+    float4 scratch = tex2D(ScratchSampler, uv);
+    return float4(scratch.g, scratch.r, scratch.b, tex2D(InputSampler, uv).a);
+}
 technique TwoPass
 {
     pass Fill < string Script = "RenderColorTarget0=Scratch;"; > { PixelShader = compile PROFILE fill(); }
@@ -147,14 +154,12 @@ Kv::Ptr<iGPUImage> newTarget()
     return OS()->mediaServices()->createGPUSurface(XY<int>(kSize, kSize), iGPUImage::eBGRA8);
 }
 
-// The whole target, as a renderer on it would draw one pass.
+// Pass 0 over the whole target, inside a renderer on it.
 Kv::Ptr<iGPUImage> drawPass(iShaderEffect& effect, const Sources& sources)
 {
     const Kv::Ptr<iGPUImage> target = newTarget();
-    const OpenGLContextProtector protector;
-    OpenGLUtils::instance().pushRenderTarget(Kv::dynamicCast<GPUImage>(target));
+    const Kv::Ptr<iGraphicPrimitivesRenderer> renderer = target->getPrimitivesRenderer(false);
     effect.renderPass(0, {0, 0, kSize, kSize}, sources);
-    OpenGLUtils::instance().popRenderTarget();
     return target;
 }
 
@@ -319,10 +324,8 @@ TEST_F(GLSLShaderEffectTest, PassesReadEachSourceOnItsOwnCoordinateSet)
     // Source i on set i, and (0, 0) on the two sets after them.
     const Kv::Ptr<iGPUImage> target = newTarget();
     {
-        const OpenGLContextProtector protector;
-        OpenGLUtils::instance().pushRenderTarget(Kv::dynamicCast<GPUImage>(target));
+        const Kv::Ptr<iGraphicPrimitivesRenderer> renderer = target->getPrimitivesRenderer(false);
         effect->renderQuadrilateral({0, kSize}, {kSize, kSize}, {0, 0}, {kSize, 0}, sources);
-        OpenGLUtils::instance().popRenderTarget();
     }
     expectPixels(target, [](int x, int y) {
         return Rgba{inputTexel(x, y)[0], maskTexel(0, 0)[1], int(std::lround((x + 0.5) / kSize * 0.5 * 255)), 0};
