@@ -1,12 +1,15 @@
 #include "GL1Renderer.h"
 #include "CairoImage.h"
 #include "EGLPlatform.h"
+#include "GPUFontBase.h"
 #include "GPUImage.h"
 #include "GraphicPrimitives.h"
+#include "OS.h"
 #include "OpenGLContextProtector.h"
 #include "OpenGLRequired.h"
 #include "OpenGLUtils.h"
 #include "Region.h"
+#include "iMediaServices.h"
 
 #include <gtest/gtest.h>
 
@@ -103,8 +106,8 @@ namespace
         return record;
     }
 
-    // Not separable into rectangles: two bands side by side.
-    Kv::Ptr<iRegion> twoBands(const Kv::Rectangle<int>& first, const Kv::Rectangle<int>& second)
+    // A region that is not one rectangle.
+    Kv::Ptr<iRegion> twoRectangles(const Kv::Rectangle<int>& first, const Kv::Rectangle<int>& second)
     {
         return Kv::Ptr<iRegion>(new Region(iRegion::Rectangles{first, second}));
     }
@@ -146,6 +149,63 @@ namespace
         Kv::Ptr<iImage> createCompatibleImage(const XY<int>&) override { return nullptr; }
     };
 
+    // Colours inverted by one technique, kept by the other, both tinted.
+    const char kInvertEffect[] = R"(texture Input;
+sampler2D InputSampler = sampler_state { Texture = <Input>; };
+float4 Tint = {1, 1, 1, 1};
+float4 keep(float2 uv : TEXCOORD1) : COLOR { return tex2D(InputSampler, uv) * Tint; }
+float4 invert(float2 uv : TEXCOORD1) : COLOR { float4 c = tex2D(InputSampler, uv); return float4(1 - c.rgb, 1) * Tint; }
+technique Keep { pass One { PixelShader = compile PROFILE keep(); } }
+technique Invert { pass One { PixelShader = compile PROFILE invert(); } }
+)";
+
+    class TintValue : public iShaderParamValue
+    {
+    public:
+        explicit TintValue(const NormalisedRGB& tint) : tint_(tint) {}
+        void apply(Kv::Ptr<iOpenGLShaderEffect> effect) override { effect->setColour("Tint", tint_); }
+
+    private:
+        NormalisedRGB tint_;
+    };
+
+    // Every text is its coverage image, 8 by 4, and each character 2 pixels wide.
+    class CoverageFont : public GPUFontBase
+    {
+    public:
+        explicit CoverageFont(const Kv::Ptr<GPUImage>& coverage) : coverage_(coverage) {}
+
+        ImageDescriptionEx renderText(const TextDescription&) const override
+        {
+            scissoredWhileRendering = glIsEnabled(GL_SCISSOR_TEST);
+            ImageDescriptionEx text;
+            text.image = coverage_;
+            text.source = {0, 0, 8, 4};
+            return text;
+        }
+        Metrics getMetrics() const override { return {0, 0, 0, 6}; }
+        unsigned int getStyle() const override { return 0; }
+        XY<int> measure(const LightweightString<wchar_t>&, short) const override { return XY<int>(8, 4); }
+        void measure(const LightweightString<wchar_t>& text, std::vector<int>& positions) const override
+        {
+            for (unsigned int index = 0; index < text.size(); ++index)
+                positions.push_back(int(index + 1) * 2);
+        }
+        CharLocation locateCharacter(const LightweightString<wchar_t>&, eCharSeekMethod, unsigned int) const override
+        {
+            return {};
+        }
+        CharLocation getCharacterUnderPixel(const LightweightString<wchar_t>&, unsigned int) const override
+        {
+            return {};
+        }
+
+        mutable bool scissoredWhileRendering = true;
+
+    private:
+        Kv::Ptr<GPUImage> coverage_;
+    };
+
     class GL1RendererTest : public ::testing::Test
     {
     protected:
@@ -153,6 +213,10 @@ namespace
         {
             REQUIRE_OPENGL(OpenGLUtils::isAvailable(), EGLPlatform::instance().unavailableReason());
             image = Kv::Ptr<GPUImage>(new GPUImage(iGPUImage::StorageT{XY<int>(64, 64), iGPUImage::eBGRA8}));
+            // Tests that went before may have left a program in use, which
+            // would stand in for the fixed-function stage.
+            const OpenGLContextProtector protector;
+            glUseProgram(0);
         }
 
         // On the image; the top-left system draws as a window renderer does,
@@ -163,13 +227,21 @@ namespace
                 draw(*image->getPrimitivesRenderer(false));
                 return;
             }
+            // Binding the target sets the viewport and the projection, which
+            // go back as they were for the tests that follow.
             const OpenGLContextProtector protector;
+            glPushAttrib(GL_VIEWPORT_BIT | GL_TRANSFORM_BIT);
+            glMatrixMode(GL_PROJECTION);
+            glPushMatrix();
             OpenGLUtils::instance().pushRenderTarget(image);
             {
                 GL1Renderer renderer(EGL_NO_CONTEXT, XY<int>(64, 64));
                 draw(renderer);
             }
             OpenGLUtils::instance().popRenderTarget();
+            glMatrixMode(GL_PROJECTION);
+            glPopMatrix();
+            glPopAttrib();
         }
 
         // A recycled texture keeps its old pixels.
@@ -272,9 +344,9 @@ TEST_F(GL1RendererTest, DrawsRectanglesByTheirPath)
     rotatedGradient.gradientEnd = green;
     RectDescription farFromTheMiddle = rectangle({10, 10, 30, 14}, red);
     farFromTheMiddle.rotation = 180;
-    const Kv::Ptr<iRegion> bands = twoBands({0, 0, 64, 32}, {0, 32, 40, 64});
+    const Kv::Ptr<iRegion> bands = twoRectangles({0, 0, 64, 32}, {0, 32, 40, 64});
     // Round the whole rectangle, and still not one rectangle.
-    const Kv::Ptr<iRegion> notch = twoBands({0, 0, 64, 50}, {0, 50, 10, 64});
+    const Kv::Ptr<iRegion> notch = twoRectangles({0, 0, 64, 50}, {0, 50, 10, 64});
     run({
         {"no gradient without a region", drawing(gradient), {{10, 62, kRed}}},
         {"a gradient from top to bottom through a region",
@@ -370,7 +442,7 @@ TEST_F(GL1RendererTest, BlendsByAlphaWhereTheRecordAsks)
 TEST_F(GL1RendererTest, ClipsByScissorOrByRegion)
 {
     const Kv::Ptr<iRegion> box(new Region(Kv::Rectangle<int>{10, 10, 20, 30}));
-    const Kv::Ptr<iRegion> bands = twoBands({0, 0, 8, 64}, {24, 0, 64, 64});
+    const Kv::Ptr<iRegion> bands = twoRectangles({0, 0, 8, 64}, {24, 0, 64, 64});
     const RectDescription all = rectangle({0, 0, 64, 64}, red);
     AlphaRectDescription alphaRect;
     alphaRect.rect = {0, 0, 64, 64};
@@ -396,7 +468,7 @@ TEST_F(GL1RendererTest, DrawsImagesByFilterAndThroughRegions)
     ImageDescriptionEx linear = doubled;
     linear.filter = 0;
     // The source moves pixel for pixel with the cut edges.
-    const Kv::Ptr<iRegion> bands = twoBands({0, 0, 4, 64}, {12, 0, 64, 64});
+    const Kv::Ptr<iRegion> bands = twoRectangles({0, 0, 4, 64}, {12, 0, 64, 64});
     run({
         {"nearest", drawing(doubled), {{15, 4, kRed}, {16, 4, kGreen}, {4, 16, kBlue}}},
         {"linear", drawing(linear), {{0, 0, kRed}, {15, 4, 0xFFBF4000, 2}}},
@@ -440,4 +512,126 @@ TEST_F(GL1RendererTest, StipplesDashedLinesAndSmoothsOnlyDiagonals)
     EXPECT_EQ(count(row(19), [](Pixel pixel) { return pixel == kRed; }), 64);
     // Smoothing leaves partly covered pixels along a diagonal.
     EXPECT_GT(count(row(46), [](Pixel pixel) { return pixel != kRed && pixel != kBlack; }), 0);
+}
+
+TEST_F(GL1RendererTest, DrawsImagesThroughTheirEffectsTechnique)
+{
+    const Kv::Ptr<iShaderEffect> effect = OS()->mediaServices()->compileFXFileFromBuffer(kInvertEffect, {}).effect;
+    ASSERT_TRUE(effect);
+    const auto through = [&effect](const char* technique, unsigned short index) {
+        ImageDescriptionEx record = imageEx(quarters(), {0, 0, 16, 16}, 0);
+        record.effect = effect;
+        record.techniqueName = technique;
+        record.technique = index;
+        return record;
+    };
+    ImageDescriptionEx tinted = through("Keep", 0);
+    tinted.params = {Kv::Ptr<iShaderParamValue>(new TintValue(NormalisedRGB(0, 0, 1)))};
+    const Kv::Ptr<iRegion> bands = twoRectangles({0, 0, 4, 64}, {12, 0, 64, 64});
+    run({
+        {"by name",
+         drawing(through("Invert", 0)),
+         {{2, 2, 0xFF00FFFF}, {10, 2, 0xFFFF00FF}, {2, 10, 0xFFFFFF00}, {10, 10, kBlack}}},
+        {"by index", drawing(through("", 1)), {{2, 2, 0xFF00FFFF}, {10, 10, kBlack}}},
+        {"top left", drawing(through("Keep", 0)), {{2, 61, kRed}, {10, 61, kGreen}, {2, 50, kBlue}}, kTopLeft},
+        {"through two rectangles",
+         drawing(through("Keep", 0), bands),
+         {{2, 2, kRed}, {6, 2, kBlack}, {14, 2, kGreen}, {14, 10, kWhite}}},
+        // A cut piece keeps its bottom unmapped and reads its rows upside
+        // down from the top.
+        {"through two rectangles, top left",
+         drawing(through("Keep", 0), bands),
+         {{2, 30, kRed}, {2, 40, kBlue}, {14, 40, kWhite}, {6, 30, kBlack}, {2, 55, kBlack}},
+         kTopLeft},
+        {"with its parameter values", drawing(tinted), {{2, 2, kBlack}, {2, 10, kBlue}, {10, 10, kBlue}}},
+    });
+}
+
+TEST_F(GL1RendererTest, DrawsTextsThroughTheTextEffect)
+{
+    const auto coverage = [this](const NormalisedRGB& colour) {
+        const Kv::Ptr<GPUImage> made(new GPUImage(iGPUImage::StorageT{XY<int>(8, 4), iGPUImage::eBGRA8}));
+        drawing(rectangle({0, 0, 8, 4}, colour))(*made->getPrimitivesRenderer(false));
+        return Kv::Ptr<iFont>(new CoverageFont(made));
+    };
+    const Kv::Ptr<iFont> font = coverage(NormalisedRGB(1, 1, 1));
+    const auto text = [&font](TextAlignment alignment, const NormalisedRGB& colour = red) {
+        return TextDescription(L"abcd", XY<int>(10, 20), colour, alignment, font);
+    };
+    TextDescription selected(L"abcd", XY<int>(10, 20), red, {}, coverage(NormalisedRGB(0, 0, 0)));
+    selected.selectionStart = 1;
+    selected.selectionEnd = 3;
+    selected.selectionColour = green;
+    const TextDescription lastColourWins[] = {text({}), TextDescription(L"x", XY<int>(10, 40), green, {}, font)};
+    const Kv::Ptr<iRegion> box(new Region(Kv::Rectangle<int>{0, 0, 14, 64}));
+    run({
+        {"left", drawing(text({})), {{10, 20, kRed}, {17, 23, kRed}, {18, 20, kBlack}, {9, 20, kBlack}}},
+        {"right", drawing(text({1, 0})), {{2, 20, kRed}, {9, 23, kRed}, {10, 20, kBlack}}},
+        {"centred", drawing(text({2, 0})), {{6, 20, kRed}, {13, 20, kRed}, {14, 20, kBlack}, {5, 20, kBlack}}},
+        {"lifted by the ascent", drawing(text({0, 1})), {{10, 14, kRed}, {10, 17, kRed}, {10, 18, kBlack}}},
+        {"selection", drawing(selected), {{12, 20, kGreen}, {15, 23, kGreen}, {11, 20, kBlack}, {16, 20, kBlack}}},
+        {"the colour set last",
+         [&lastColourWins](iGraphicPrimitivesRenderer& renderer) { renderer.renderMulti(lastColourWins, 2); },
+         {{10, 20, kGreen}, {10, 40, kGreen}}},
+        {"scissored", drawing(text({}), box), {{10, 20, kRed}, {15, 20, kBlack}}},
+        {"no font", drawing(TextDescription(L"abcd", XY<int>(10, 20), red, {}, nullptr)), {{10, 20, kBlack}}},
+        {"a font of the host",
+         drawing(TextDescription(L"abcd", XY<int>(10, 20), red, {},
+                                 OS()->mediaServices()->createHostSurfaceFont(L"DejaVu Sans", 12, 0))),
+         {{10, 20, kBlack}}},
+        {"empty", drawing(TextDescription(L"", XY<int>(10, 20), red, {}, font)), {{10, 20, kBlack}}},
+    });
+    EXPECT_FALSE(static_cast<CoverageFont&>(*font).scissoredWhileRendering);
+}
+
+TEST(GL1RendererWithoutOpenGL, DoesNothingAndNeverCrashes)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            OpenGLUtils::isAvailable();
+            OpenGLUtils::shutdown();
+            const Kv::Ptr<GPUImage> target(new GPUImage(iGPUImage::StorageT{XY<int>(64, 64), iGPUImage::eBGRA8}));
+            const Kv::Ptr<iGraphicPrimitivesRenderer> renderer = target->getPrimitivesRenderer(false);
+            const Kv::Ptr<iRegion> bands = twoRectangles({0, 0, 4, 64}, {12, 0, 64, 64});
+            const RectDescription rect = frame({0, 0, 8, 8}, 2, 2);
+            for (const Draw& draw : {drawing(rect, bands), drawing(ellipse({0, 0, 8, 8}, 2, 0, 360, 3)),
+                                     drawing(line({0, 0}, {8, 8}, 1)), drawing(imageEx(quarters(), {0, 0, 8, 8}, 1)),
+                                     drawing(TextDescription(L"abcd", XY<int>(0, 0), red, {}, nullptr))})
+                draw(*renderer);
+            GL1Renderer window(EGL_NO_CONTEXT, XY<int>(64, 64));
+            drawing(rect)(window);
+            std::exit(renderer->getCaps() == 0x7E7B ? 0 : 1);
+        },
+        ::testing::ExitedWithCode(0), "");
+}
+
+TEST(GL1RendererClip, MovesTheSourcePixelForPixelWithTheCutEdges)
+{
+    struct ClipCase
+    {
+        const char* name;
+        Kv::Rectangle<float> dest;
+        Kv::Rectangle<int> clip;
+        bool survives;
+        Kv::Rectangle<float> clippedDest;
+        Kv::Rectangle<float> clippedSource;
+    };
+    const ClipCase cases[] = {
+        {"inside", {10, 10, 30, 30}, {0, 0, 64, 64}, true, {10, 10, 30, 30}, {0, 0, 20, 20}},
+        {"right and bottom", {10, 10, 30, 30}, {0, 0, 25, 20}, true, {10, 10, 25, 20}, {0, 0, 15, 10}},
+        {"left and top", {10, 10, 30, 30}, {15, 12, 64, 64}, true, {15, 12, 30, 30}, {5, 2, 20, 20}},
+        {"scaled, unscaled cut", {10, 10, 50, 50}, {30, 0, 64, 64}, true, {30, 10, 50, 50}, {20, 0, 20, 20}},
+        {"touching", {10, 10, 30, 30}, {30, 0, 64, 64}, false, {30, 10, 30, 30}, {0, 0, 20, 20}},
+        {"apart", {10, 10, 30, 30}, {40, 40, 64, 64}, false, {}, {0, 0, 20, 20}},
+    };
+    for (const ClipCase& clipCase : cases) {
+        SCOPED_TRACE(clipCase.name);
+        ImageDescriptionEx record;
+        record.dest = clipCase.dest;
+        record.source = {0, 0, 20, 20};
+        EXPECT_EQ(OpenGLGraphicPrimitivesRendererBase::clip(record, clipCase.clip), clipCase.survives);
+        EXPECT_TRUE(record.dest == clipCase.clippedDest);
+        EXPECT_TRUE(record.source == clipCase.clippedSource);
+    }
 }
