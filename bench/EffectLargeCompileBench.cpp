@@ -1,7 +1,9 @@
 #include "BenchScratch.h"
 
 #include "../OS/Linux/gpu/effects/GLSLEffect.h"
-#include "SurfacelessContext.h"
+#include "EGLPlatform.h"
+#include "OpenGLContextProtector.h"
+#include "OpenGLUtils.h"
 
 #include <benchmark/benchmark.h>
 
@@ -120,11 +122,11 @@ namespace
 
     void BM_EffectLargeLink(benchmark::State& state)
     {
-        const SurfacelessContext context;
-        if (!context.available()) {
-            state.SkipWithError(("no OpenGL to link on: " + context.unavailableReason()).c_str());
+        if (!OpenGLUtils::isAvailable()) {
+            state.SkipWithError(("no OpenGL to link on: " + EGLPlatform::instance().unavailableReason()).c_str());
             return;
         }
+        const OpenGLContextProtector protector;
         const EffectModel model = EffectParser::parseBuffer(effect(), "large.fx", "/tmp/", kDefinitions);
         const EffectCompilerProcess::Result compiled = EffectCompilerProcess::compileHere(request());
         for (auto _ : state) {

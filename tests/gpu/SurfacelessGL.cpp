@@ -24,6 +24,11 @@ SurfacelessGL::SurfacelessGL(int width, int height) : width_(width), height_(hei
         return;
     }
     glViewport(0, 0, width_, height_);
+    // The thread's context serves every test: start from identity matrices.
+    glMatrixMode(GL_PROJECTION);
+    glLoadIdentity();
+    glMatrixMode(GL_MODELVIEW);
+    glLoadIdentity();
     // Colours reach the shader as given, not clamped by the fixed-function stage.
     glClampColor(GL_CLAMP_VERTEX_COLOR, GL_FALSE);
     glClearColor(0.0f, 0.0f, 0.0f, 0.0f);
