@@ -106,8 +106,8 @@ namespace
         return record;
     }
 
-    // Not separable into rectangles: two bands side by side.
-    Kv::Ptr<iRegion> twoBands(const Kv::Rectangle<int>& first, const Kv::Rectangle<int>& second)
+    // A region that is not one rectangle.
+    Kv::Ptr<iRegion> twoRectangles(const Kv::Rectangle<int>& first, const Kv::Rectangle<int>& second)
     {
         return Kv::Ptr<iRegion>(new Region(iRegion::Rectangles{first, second}));
     }
@@ -344,9 +344,9 @@ TEST_F(GL1RendererTest, DrawsRectanglesByTheirPath)
     rotatedGradient.gradientEnd = green;
     RectDescription farFromTheMiddle = rectangle({10, 10, 30, 14}, red);
     farFromTheMiddle.rotation = 180;
-    const Kv::Ptr<iRegion> bands = twoBands({0, 0, 64, 32}, {0, 32, 40, 64});
+    const Kv::Ptr<iRegion> bands = twoRectangles({0, 0, 64, 32}, {0, 32, 40, 64});
     // Round the whole rectangle, and still not one rectangle.
-    const Kv::Ptr<iRegion> notch = twoBands({0, 0, 64, 50}, {0, 50, 10, 64});
+    const Kv::Ptr<iRegion> notch = twoRectangles({0, 0, 64, 50}, {0, 50, 10, 64});
     run({
         {"no gradient without a region", drawing(gradient), {{10, 62, kRed}}},
         {"a gradient from top to bottom through a region",
@@ -442,7 +442,7 @@ TEST_F(GL1RendererTest, BlendsByAlphaWhereTheRecordAsks)
 TEST_F(GL1RendererTest, ClipsByScissorOrByRegion)
 {
     const Kv::Ptr<iRegion> box(new Region(Kv::Rectangle<int>{10, 10, 20, 30}));
-    const Kv::Ptr<iRegion> bands = twoBands({0, 0, 8, 64}, {24, 0, 64, 64});
+    const Kv::Ptr<iRegion> bands = twoRectangles({0, 0, 8, 64}, {24, 0, 64, 64});
     const RectDescription all = rectangle({0, 0, 64, 64}, red);
     AlphaRectDescription alphaRect;
     alphaRect.rect = {0, 0, 64, 64};
@@ -468,7 +468,7 @@ TEST_F(GL1RendererTest, DrawsImagesByFilterAndThroughRegions)
     ImageDescriptionEx linear = doubled;
     linear.filter = 0;
     // The source moves pixel for pixel with the cut edges.
-    const Kv::Ptr<iRegion> bands = twoBands({0, 0, 4, 64}, {12, 0, 64, 64});
+    const Kv::Ptr<iRegion> bands = twoRectangles({0, 0, 4, 64}, {12, 0, 64, 64});
     run({
         {"nearest", drawing(doubled), {{15, 4, kRed}, {16, 4, kGreen}, {4, 16, kBlue}}},
         {"linear", drawing(linear), {{0, 0, kRed}, {15, 4, 0xFFBF4000, 2}}},
@@ -527,7 +527,7 @@ TEST_F(GL1RendererTest, DrawsImagesThroughTheirEffectsTechnique)
     };
     ImageDescriptionEx tinted = through("Keep", 0);
     tinted.params = {Kv::Ptr<iShaderParamValue>(new TintValue(NormalisedRGB(0, 0, 1)))};
-    const Kv::Ptr<iRegion> bands = twoBands({0, 0, 4, 64}, {12, 0, 64, 64});
+    const Kv::Ptr<iRegion> bands = twoRectangles({0, 0, 4, 64}, {12, 0, 64, 64});
     run({
         {"by name",
          drawing(through("Invert", 0)),
@@ -593,7 +593,7 @@ TEST(GL1RendererWithoutOpenGL, DoesNothingAndNeverCrashes)
             OpenGLUtils::shutdown();
             const Kv::Ptr<GPUImage> target(new GPUImage(iGPUImage::StorageT{XY<int>(64, 64), iGPUImage::eBGRA8}));
             const Kv::Ptr<iGraphicPrimitivesRenderer> renderer = target->getPrimitivesRenderer(false);
-            const Kv::Ptr<iRegion> bands = twoBands({0, 0, 4, 64}, {12, 0, 64, 64});
+            const Kv::Ptr<iRegion> bands = twoRectangles({0, 0, 4, 64}, {12, 0, 64, 64});
             const RectDescription rect = frame({0, 0, 8, 8}, 2, 2);
             for (const Draw& draw : {drawing(rect, bands), drawing(ellipse({0, 0, 8, 8}, 2, 0, 360, 3)),
                                      drawing(line({0, 0}, {8, 8}, 1)), drawing(imageEx(quarters(), {0, 0, 8, 8}, 1)),
@@ -634,15 +634,4 @@ TEST(GL1RendererClip, MovesTheSourcePixelForPixelWithTheCutEdges)
         EXPECT_TRUE(record.dest == clipCase.clippedDest);
         EXPECT_TRUE(record.source == clipCase.clippedSource);
     }
-    RectDescription rect = rectangle({10, 10, 30, 30}, red);
-    EXPECT_TRUE(OpenGLGraphicPrimitivesRendererBase::clip(rect, {20, 0, 64, 64}));
-    EXPECT_TRUE(rect.rect == (Kv::Rectangle<int>{20, 10, 30, 30}));
-    EXPECT_FALSE(OpenGLGraphicPrimitivesRendererBase::clip(rect, {30, 0, 64, 64}));
-}
-
-TEST(GL1RendererLines, SmoothOnlyLinesThatAreNeitherHorizontalNorVertical)
-{
-    EXPECT_FALSE(OpenGLGraphicPrimitivesRendererBase::requiresSmoothing(line({0, 5}, {9, 5}, 0)));
-    EXPECT_FALSE(OpenGLGraphicPrimitivesRendererBase::requiresSmoothing(line({5, 0}, {5, 9}, 0)));
-    EXPECT_TRUE(OpenGLGraphicPrimitivesRendererBase::requiresSmoothing(line({0, 0}, {9, 1}, 0)));
 }
