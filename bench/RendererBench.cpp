@@ -3,9 +3,10 @@
 #include "iHostImage.h"
 #include "iImageManager.h"
 
-// No public factory hands out fonts yet, so the class is built into this
-// program from its own source; the renderer knows it by its class.
-#include "../OS/Linux/graphics/Font.h"
+#include "EGLPlatform.h"
+#include "Font.h"
+#include "OpenGLContextProtector.h"
+#include "OpenGLUtils.h"
 
 #include <benchmark/benchmark.h>
 #include <pango/pangocairo.h>
@@ -254,4 +255,27 @@ namespace
         cairo_surface_destroy(surface);
     }
     BENCHMARK(BM_CairoFrame)->Unit(benchmark::kMillisecond);
+
+    // The same frame, with GPU fonts, into a GPU image; each frame waits for
+    // OpenGL to finish, as a host frame is done when its calls return.
+    void BM_GL1RendererFrame(benchmark::State& state)
+    {
+        if (!OpenGLUtils::isAvailable()) {
+            state.SkipWithError(("no OpenGL: " + EGLPlatform::instance().unavailableReason()).c_str());
+            return;
+        }
+        const Kv::Ptr<iFont> font = OS()->mediaServices()->createGPUSurfaceFont(L"DejaVu Sans", 24, 0);
+        const Frame frame = makeFrame(seedImage(), font);
+        const Kv::Ptr<iGPUImage> target = OS()->mediaServices()->createGPUSurface({kWidth, kHeight}, iGPUImage::eBGRA8);
+        Kv::Ptr<iGraphicPrimitivesRenderer> renderer = target->getPrimitivesRenderer(false);
+        for (auto _ : state) {
+            renderer->renderMulti(frame.rects.data(), unsigned(frame.rects.size()));
+            renderer->renderMulti(frame.roundedRects.data(), unsigned(frame.roundedRects.size()));
+            renderer->renderMulti(frame.lines.data(), unsigned(frame.lines.size()));
+            renderer->renderMulti(frame.texts.data(), unsigned(frame.texts.size()));
+            renderer->renderMulti(frame.images.data(), unsigned(frame.images.size()));
+            glFinish();
+        }
+    }
+    BENCHMARK(BM_GL1RendererFrame)->Unit(benchmark::kMillisecond);
 }

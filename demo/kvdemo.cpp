@@ -1,8 +1,10 @@
 // kvdemo: a tour of the library: the system object, the log in both of its
 // line formats, named threads handing work to each other through events, and
 // the files: drives, standard folders, settings and a watched folder, a 2D
-// sheet of every primitive saved as kvdemo-2d.png, and cryptography: digests,
-// an RSA and an AES round trip.
+// sheet of every primitive saved as kvdemo-2d.png, the same sheet drawn on the
+// GPU with what only the GPU draws saved as kvdemo-gpu.png, and cryptography:
+// digests, an RSA and an AES round trip.
+#include "GPUNumericFont.h"
 #include "OS.h"
 
 #include <cstdio>
@@ -200,7 +202,15 @@ namespace
         return loaded;
     }
 
-    void drawSheet(iGraphicPrimitivesRenderer& renderer, const std::vector<Kv::Ptr<iHostImage>>& swatches)
+    // Host fonts for a host image's renderer, GPU fonts for a GPU image's.
+    Kv::Ptr<iFont> sheetFont(const wchar_t* family, bool gpu)
+    {
+        return gpu ? OS()->mediaServices()->createGPUSurfaceFont(family, 32, 0)
+                   : OS()->mediaServices()->createHostSurfaceFont(family, 32, 0);
+    }
+
+    void drawSheet(iGraphicPrimitivesRenderer& renderer, const std::vector<Kv::Ptr<iHostImage>>& swatches,
+                   bool gpuFonts = false)
     {
         RectDescription background;
         background.rect = {0, 0, 960, 540};
@@ -271,7 +281,7 @@ namespace
         const std::pair<const wchar_t*, int> families[] = {{L"DejaVu Sans", 400}, {L"DejaVu Sans Mono", 470}};
         std::vector<TextDescription> texts;
         for (const auto& [family, baseline] : families) {
-            Kv::Ptr<iFont> font = OS()->mediaServices()->createHostSurfaceFont(family, 32, 0);
+            Kv::Ptr<iFont> font = sheetFont(family, gpuFonts);
             TextDescription text(LightweightString<wchar_t>(family) + L": Proxies \u2192 Montage", XY<int>(320, baseline),
                                  rgb(20, 20, 20), TextAlignment(), font);
             text.selectionColour = rgb(150, 190, 250);
@@ -281,6 +291,91 @@ namespace
             texts.push_back(text);
         }
         renderer.renderMulti(texts.data(), unsigned(texts.size()));
+    }
+
+    // Two passes: the first grades the input into the effect's own image, the
+    // second reads that image mirrored into the target.
+    const char kTwoPassEffect[] = R"(
+texture Input;
+texture Graded : RENDERCOLORTARGET;
+sampler2D InputSampler = sampler_state { Texture = <Input>; AddressU = Clamp; AddressV = Clamp; };
+sampler2D GradedSampler = sampler_state { Texture = <Graded>; AddressU = Clamp; AddressV = Clamp; };
+float4 grade(float2 uv : TEXCOORD1) : COLOR
+{
+    float4 colour = tex2D(InputSampler, uv);
+    return float4(colour.g, colour.b * 0.8, 1.0 - colour.r, 1.0);
+}
+float4 mirror(float2 uv : TEXCOORD0) : COLOR
+{
+    return tex2D(GradedSampler, float2(1.0 - uv.x, uv.y));
+}
+technique GradeAndMirror
+{
+    pass Grade < string Script = "RenderColorTarget0=Graded;"; > { PixelShader = compile PROFILE grade(); }
+    pass Mirror { PixelShader = compile PROFILE mirror(); }
+}
+)";
+
+    // The swatch through the two-pass effect, or null when it does not compile.
+    Kv::Ptr<iGPUImage> twoPassImage(const Kv::Ptr<iHostImage>& swatch)
+    {
+        const ShaderCompilationOutput compiled = OS()->mediaServices()->compileFXFileFromBuffer(kTwoPassEffect, {});
+        for (const ShaderCompilationOutput::Error& error : compiled.errors)
+            std::printf("kvdemo: effect line %u: %s\n", unsigned(error.line), error.message.c_str());
+        if (!compiled.effect || !swatch)
+            return nullptr;
+        iShaderEffect::Source source("Input", OS()->mediaServices()->copyToGPU(swatch));
+        source.texCoords[1] = {1.0f, 0.0f};
+        source.texCoords[2] = {0.0f, 1.0f};
+        source.texCoords[3] = {1.0f, 1.0f};
+        return compiled.effect->render(swatch->getSize(), {source}, iGPUImage::eBGRA8);
+    }
+
+    // What only the GPU draws: a frame effect, a rotated rectangle, numbers
+    // from the numeric font and the two-pass effect's image.
+    void drawGPUExtras(iGraphicPrimitivesRenderer& renderer, const Kv::Ptr<iGPUImage>& twoPass)
+    {
+        RectDescription shapes[2];
+        shapes[0].rect = {40, 350, 150, 420};
+        shapes[0].effect = 1;
+        shapes[0].effectSize = 6.0f;
+        shapes[0].effectParam = 2; // round corners
+        shapes[0].effectColour = rgb(200, 60, 40);
+        shapes[1].rect = {180, 355, 280, 415};
+        shapes[1].colour = rgb(60, 120, 220);
+        shapes[1].rotation = 30.0f;
+        renderer.renderMulti(shapes, 2);
+
+        const Kv::Ptr<iFont> digits(new GPUNumericFont(sheetFont(L"DejaVu Sans Mono", false)));
+        const TextDescription timecode(L"01:02:03:04", XY<int>(40, 480), rgb(20, 20, 20), TextAlignment(), digits);
+        renderer.renderMulti(&timecode, 1);
+
+        if (twoPass) {
+            const ImageDescription image(Kv::Ptr<iImageBase>(twoPass), XY<int>(300, 240),
+                                         Kv::Rectangle<int>{0, 0, 120, 80}, false);
+            renderer.renderMulti(&image, 1);
+        }
+    }
+
+    void gpuTour(const std::vector<Kv::Ptr<iHostImage>>& swatches)
+    {
+        iMediaServices* media = OS()->mediaServices();
+        const Kv::Ptr<iGPUImage> twoPass = twoPassImage(swatches.empty() ? nullptr : swatches.front());
+        const Kv::Ptr<iGPUImage> sheet = media->createGPUSurface(XY<int>(960, 540), iGPUImage::eBGRA8);
+        {
+            Kv::Ptr<iGraphicPrimitivesRenderer> renderer = sheet->getPrimitivesRenderer(false);
+            if (!renderer || dynamic_cast<iOpenGLTexture&>(*sheet).getTextureID() == 0) {
+                std::printf("\nkvdemo: no OpenGL here, so no GPU sheet\n");
+                return;
+            }
+            drawSheet(*renderer, swatches, true);
+            drawGPUExtras(*renderer, twoPass);
+        }
+        const bool saved = OS()->imageManager()->saveImage(media->copyToHost(sheet), L"kvdemo-gpu.png", 0);
+        std::printf("kvdemo: drew the sheet again on the GPU, with a frame, a rotation, a numeric font and a "
+                    "two-pass effect%s; %s\n",
+                    twoPass ? "" : " (which did not compile)",
+                    saved ? "saved kvdemo-gpu.png" : "could not save kvdemo-gpu.png");
     }
 
     void drawingTour()
@@ -302,6 +397,7 @@ namespace
         const bool saved = OS()->imageManager()->saveImage(sheet, L"kvdemo-2d.png", 0);
         std::printf("\nkvdemo: drew every primitive, text in two families and %zu decoded images; %s\n",
                     swatches.size(), saved ? "saved kvdemo-2d.png" : "could not save kvdemo-2d.png");
+        gpuTour(swatches);
     }
 
     // A demo key pair made once with `openssl genpkey` for this program alone:

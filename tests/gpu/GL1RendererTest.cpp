@@ -402,6 +402,7 @@ TEST_F(GL1RendererTest, DrawsEllipsesAndArcs)
          {{47, 32, kGreen}, {40, 32, kBlack}, {32, 32, kBlack}}},
         {"outline thicker than the radius", drawing(ellipse({28, 28, 36, 36}, 1, 0, 360, 4)), {{32, 32, kGreen}}},
         {"fill and thin outline", drawing(ellipse({16, 16, 48, 48}, 2, 0, 360, 1)), {{32, 32, kRed}, {17, 17, kBlack}}},
+        {"two turns draw one", drawing(ellipse({16, 16, 48, 48}, 0, -360, 360)), {{32, 32, kRed}, {17, 17, kBlack}}},
     });
 }
 
@@ -562,6 +563,9 @@ TEST_F(GL1RendererTest, DrawsTextsThroughTheTextEffect)
     selected.selectionStart = 1;
     selected.selectionEnd = 3;
     selected.selectionColour = green;
+    TextDescription overSelected = selected;
+    overSelected.selectionStart = -3;
+    overSelected.selectionEnd = 50;
     const TextDescription lastColourWins[] = {text({}), TextDescription(L"x", XY<int>(10, 40), green, {}, font)};
     const Kv::Ptr<iRegion> box(new Region(Kv::Rectangle<int>{0, 0, 14, 64}));
     run({
@@ -570,6 +574,7 @@ TEST_F(GL1RendererTest, DrawsTextsThroughTheTextEffect)
         {"centred", drawing(text({2, 0})), {{6, 20, kRed}, {13, 20, kRed}, {14, 20, kBlack}, {5, 20, kBlack}}},
         {"lifted by the ascent", drawing(text({0, 1})), {{10, 14, kRed}, {10, 17, kRed}, {10, 18, kBlack}}},
         {"selection", drawing(selected), {{12, 20, kGreen}, {15, 23, kGreen}, {11, 20, kBlack}, {16, 20, kBlack}}},
+        {"a selection past the ends", drawing(overSelected), {{10, 20, kGreen}, {17, 23, kGreen}, {18, 20, kBlack}}},
         {"the colour set last",
          [&lastColourWins](iGraphicPrimitivesRenderer& renderer) { renderer.renderMulti(lastColourWins, 2); },
          {{10, 20, kGreen}, {10, 40, kGreen}}},

@@ -59,20 +59,17 @@ technique Show { pass One { PixelShader = compile PROFILE show(); } }
 )";
 
 // The first pass fills Scratch, which the second reads back through the unit
-// square. Each pass reads two textures: llvmpipe's fast path for a quad of one
-// texture into a BGRA target (Mesa 22.3) mixes up colour components.
+// square. One texture fetch and a swizzle a pass: the shaders that Mesa's
+// software rasteriser draws wrong on its fast path.
 const char kTwoPassEffect[] = R"(texture Input;
 sampler2D InputSampler = sampler_state { Texture = <Input>; MinFilter = Point; MagFilter = Point; };
 texture Scratch : RENDERCOLORTARGET;
 sampler2D ScratchSampler = sampler_state { Texture = <Scratch>; MinFilter = Point; MagFilter = Point; };
-float4 fill(float2 square : TEXCOORD0, float2 uv : TEXCOORD1) : COLOR
-{
-    return float4(tex2D(InputSampler, uv).r, 0.4, 0.6, tex2D(InputSampler, square).a);
-}
+float4 fill(float2 uv : TEXCOORD1) : COLOR { return float4(tex2D(InputSampler, uv).r, 0.4, 0.6, 1.0); }
 float4 finish(float2 uv : TEXCOORD0) : COLOR
 {
     float4 scratch = tex2D(ScratchSampler, uv);
-    return float4(scratch.g, scratch.r, scratch.b, tex2D(InputSampler, uv).a);
+    return float4(scratch.g, scratch.r, scratch.b, 1.0);
 }
 technique TwoPass
 {

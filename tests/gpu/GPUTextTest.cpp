@@ -77,7 +77,9 @@ TEST_F(GPUText, OneTextInAnyColourIsOneCachedImageDrawnWhiteOnBlack)
     const Kv::Ptr<iFont> font = media->createGPUSurfaceFont(L"DejaVu Sans", 24, 0);
     const Kv::Ptr<GPUFontBase> gpuFont = Kv::dynamicCast<GPUFontBase>(font);
     ASSERT_TRUE(gpuFont);
-    const TextDescription red(L"Timeline", XY<int>(5, 40), NormalisedRGB(1, 0, 0), TextAlignment{1, 1}, font);
+    TextDescription red(L"Timeline", XY<int>(5, 40), NormalisedRGB(1, 0, 0), TextAlignment{1, 1}, font);
+    red.selectionColour = NormalisedRGB(0, 0, 1);
+    red.selectionEnd = 4; // the renderer draws it: not part of the image
     const TextDescription blue(L"Timeline", XY<int>(70, 9), NormalisedRGB(0, 0, 1, 0.5f), {}, font);
 
     const ImageDescriptionEx first = gpuFont->renderText(red);
@@ -90,6 +92,10 @@ TEST_F(GPUText, OneTextInAnyColourIsOneCachedImageDrawnWhiteOnBlack)
     const ReadBack pixels(first.image);
     EXPECT_EQ(pixels.at(0, 0), kOpaqueBlack);
     EXPECT_EQ(pixels.maxima(0, size.x), (Bgra{255, 255, 255, 255}));
+    for (int x = 0; x < size.x; ++x) {
+        const Bgra grey = pixels.at(x, size.y / 2);
+        ASSERT_TRUE(grey[0] == grey[1] && grey[1] == grey[2]) << "x " << x;
+    }
 
     const ImageDescriptionEx empty = gpuFont->renderText(TextDescription(L"", {}, {}, {}, font));
     EXPECT_FALSE(empty.image);

@@ -4,6 +4,7 @@
 
 #include <EGL/eglext.h>
 
+#include <cstdlib>
 #include <cstring>
 
 namespace
@@ -46,6 +47,11 @@ void EGLPlatform::fail(const char* reason)
 
 EGLPlatform::EGLPlatform()
 {
+    // Mesa's software rasteriser takes a fast path for quads with simple
+    // shaders that mixes up colour components (a single texture fetch with a
+    // swizzle draws black). The driver reads this when the display starts; a
+    // value the user set stays.
+    setenv("LP_PERF", "no_rast_linear", 0);
     const char* clientExtensions = eglQueryString(EGL_NO_DISPLAY, EGL_EXTENSIONS);
     if (!hasExtension(clientExtensions, "EGL_MESA_platform_surfaceless")) {
         fail("EGL offers no surfaceless platform (EGL_MESA_platform_surfaceless)");

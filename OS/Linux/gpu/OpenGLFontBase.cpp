@@ -52,6 +52,9 @@ ImageDescriptionEx OpenGLFontBase::renderText(const TextDescription& description
     key.colour = NormalisedRGB(1.0f, 1.0f, 1.0f, 1.0f);
     key.font = hostFont;
     key.alignment = TextAlignment();
+    // The renderer draws a selection itself: on the host it would become
+    // coverage in the one image that serves the text in every colour.
+    key.selectionStart = key.selectionEnd = 0;
 
     GPUTextCache& cache = GPUTextCache::instance();
     Kv::Ptr<iGPUImage> image = cache.find(key);

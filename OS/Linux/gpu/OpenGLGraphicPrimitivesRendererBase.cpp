@@ -10,6 +10,7 @@
 
 #include <epoxy/gl.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdint>
@@ -298,9 +299,7 @@ void OpenGLGraphicPrimitivesRendererBase::renderMulti(const RectDescription* rec
     if (!draws(count))
         return;
     glDisable(GL_TEXTURE_2D);
-    // A 16-bit index, as it has always been: a call may not hold more than
-    // 65535 rectangles.
-    for (std::uint16_t index = 0; index < count; ++index) {
+    for (unsigned int index = 0; index < count; ++index) {
         const RectDescription& record = records[index];
         if (record.blendMode == 1)
             enableBlending();
@@ -410,8 +409,8 @@ void OpenGLGraphicPrimitivesRendererBase::renderMulti(const EllipseDescription* 
     if (!draws(count))
         return;
     glDisable(GL_TEXTURE_2D);
-    // An arc may not span more than 360 degrees. The arrays keep what the
-    // previous record left in them.
+    // The arrays keep what the previous record left in them. An arc of more
+    // than 360 degrees is drawn to its first 360.
     std::array<XY<float>, 73> mid;
     std::array<XY<float>, 73> inner;
     std::array<XY<float>, 73> outer;
@@ -422,7 +421,7 @@ void OpenGLGraphicPrimitivesRendererBase::renderMulti(const EllipseDescription* 
         const XY<float> centre(cx, coordinateSystem_ == eOriginTopLeft ? float(size_.y) - cy : cy);
         const float rx = float(std::abs(rect.right - rect.left)) * 0.5f - 0.5f;
         const float ry = float(std::abs(rect.bottom - rect.top)) * 0.5f - 0.5f;
-        const int points = std::abs(record.endAngle - record.startAngle) / 5 + 1;
+        const int points = std::min(std::abs(record.endAngle - record.startAngle) / 5 + 1, int(mid.size()));
         const float rotation = record.rotation * kDegreesToRadians;
         const float lineWidth = record.lineWidth;
         const bool thickSolid = record.style != 0 && (rx - lineWidth <= 0.0f || ry - lineWidth <= 0.0f);
@@ -791,13 +790,16 @@ void OpenGLGraphicPrimitivesRendererBase::renderMulti(const TextDescription* rec
         if (record.selectionStart != record.selectionEnd) {
             renderMulti(batch.begin(), batch.size());
             batch.clear();
-            // Not checked against the text's length.
+            // Ends beyond the text are taken to the text's ends.
             std::vector<int> widths;
             font->measure(record.text, widths);
+            const auto widthBefore = [&widths](int characters) {
+                const int within = std::clamp(characters, 0, int(widths.size()));
+                return within > 0 ? widths[std::size_t(within) - 1] : 0;
+            };
             RectDescription band;
-            band.rect = {int(text.dest.left + float(record.selectionStart > 0 ? widths[record.selectionStart - 1] : 0)),
-                         int(text.dest.top), int(text.dest.left + float(widths[record.selectionEnd - 1])),
-                         int(text.dest.bottom)};
+            band.rect = {int(text.dest.left + float(widthBefore(record.selectionStart))), int(text.dest.top),
+                         int(text.dest.left + float(widthBefore(record.selectionEnd))), int(text.dest.bottom)};
             band.colour = record.selectionColour;
             renderMulti(&band, 1);
         }
