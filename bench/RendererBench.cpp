@@ -134,6 +134,15 @@ namespace
         return frame;
     }
 
+    void drawFrame(iGraphicPrimitivesRenderer& renderer, const Frame& frame)
+    {
+        renderer.renderMulti(frame.rects.data(), unsigned(frame.rects.size()));
+        renderer.renderMulti(frame.roundedRects.data(), unsigned(frame.roundedRects.size()));
+        renderer.renderMulti(frame.lines.data(), unsigned(frame.lines.size()));
+        renderer.renderMulti(frame.texts.data(), unsigned(frame.texts.size()));
+        renderer.renderMulti(frame.images.data(), unsigned(frame.images.size()));
+    }
+
     struct Fixture
     {
         Fixture()
@@ -155,11 +164,7 @@ namespace
         Kv::Ptr<iGraphicPrimitivesRenderer> renderer = fixture.target->getPrimitivesRenderer(false);
         const Frame& frame = fixture.frame;
         for (auto _ : state) {
-            renderer->renderMulti(frame.rects.data(), unsigned(frame.rects.size()));
-            renderer->renderMulti(frame.roundedRects.data(), unsigned(frame.roundedRects.size()));
-            renderer->renderMulti(frame.lines.data(), unsigned(frame.lines.size()));
-            renderer->renderMulti(frame.texts.data(), unsigned(frame.texts.size()));
-            renderer->renderMulti(frame.images.data(), unsigned(frame.images.size()));
+            drawFrame(*renderer, frame);
         }
     }
     BENCHMARK(BM_RendererFrame)->Unit(benchmark::kMillisecond);
@@ -269,11 +274,7 @@ namespace
         const Kv::Ptr<iGPUImage> target = OS()->mediaServices()->createGPUSurface({kWidth, kHeight}, iGPUImage::eBGRA8);
         Kv::Ptr<iGraphicPrimitivesRenderer> renderer = target->getPrimitivesRenderer(false);
         for (auto _ : state) {
-            renderer->renderMulti(frame.rects.data(), unsigned(frame.rects.size()));
-            renderer->renderMulti(frame.roundedRects.data(), unsigned(frame.roundedRects.size()));
-            renderer->renderMulti(frame.lines.data(), unsigned(frame.lines.size()));
-            renderer->renderMulti(frame.texts.data(), unsigned(frame.texts.size()));
-            renderer->renderMulti(frame.images.data(), unsigned(frame.images.size()));
+            drawFrame(*renderer, frame);
             glFinish();
         }
     }

@@ -57,8 +57,9 @@ GL1Renderer::~GL1Renderer()
 
 Kv::Ptr<iShaderEffect> GL1Renderer::getTextEffectsShader() const
 {
-    // Under the GPU lock, which the renderer holds.
-    static Kv::Ptr<iShaderEffect> blender;
+    // Under the GPU lock, which the renderer holds. Never destroyed: its
+    // programs would go after OpenGL has at the end of the process.
+    static Kv::Ptr<iShaderEffect>& blender = *new Kv::Ptr<iShaderEffect>();
     if (!blender)
         blender = OS()->mediaServices()
                       ->compileFXFileFromBuffer(

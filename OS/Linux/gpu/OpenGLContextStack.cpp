@@ -2,8 +2,9 @@
 
 OpenGLContextStack& OpenGLContextStack::instance()
 {
-    static OpenGLContextStack stack;
-    return stack;
+    // Lives to the end of the process: statics may open protectors at exit.
+    static OpenGLContextStack* const stack = new OpenGLContextStack;
+    return *stack;
 }
 
 void OpenGLContextStack::push(iOpenGLContext* context)

@@ -747,8 +747,8 @@ void OpenGLGraphicPrimitivesRendererBase::renderMulti(const TextDescription* rec
     if (!draws(count))
         return;
     // Under the GPU lock, which the renderer holds. A failed compile draws no
-    // text for the rest of the process.
-    static const Kv::Ptr<iShaderEffect> textEffect = getTextEffectsShader();
+    // text for the rest of the process. Never destroyed, as the effect is not.
+    static const Kv::Ptr<iShaderEffect>& textEffect = *new Kv::Ptr<iShaderEffect>(getTextEffectsShader());
     if (!textEffect)
         return;
     const ShaderTechnique technique(Kv::dynamicCast<iOpenGLShaderEffect>(textEffect), LightweightString<char>());

@@ -12,7 +12,7 @@
 #include "OpenGLTextureCache.h"
 
 #include <cstdio>
-#include <memory>
+#include <unistd.h>
 
 bool OpenGLUtils::initialised_ = false;
 std::int32_t OpenGLUtils::numTextureUnits_ = 0;
@@ -73,8 +73,21 @@ namespace
     };
 #undef KV_CAPABILITY
 
-    // Released at the end of its thread.
-    thread_local std::unique_ptr<OpenGLRenderContext> renderContext;
+    // The thread's context, released when the thread ends. The main thread's
+    // stays: the process's statics may still draw or free textures at exit.
+    thread_local OpenGLRenderContext* renderContext = nullptr;
+
+    struct RenderContextRelease
+    {
+        ~RenderContextRelease()
+        {
+            if (gettid() == getpid())
+                return;
+            delete renderContext;
+            renderContext = nullptr;
+        }
+    };
+    thread_local RenderContextRelease renderContextRelease;
 
     LightweightString<char> glString(GLenum name)
     {
@@ -126,9 +139,11 @@ OpenGLUtils::OpenGLUtils()
 
 iOpenGLContext* OpenGLUtils::getRenderContext()
 {
-    if (!renderContext)
-        renderContext = std::make_unique<OpenGLRenderContext>();
-    return renderContext.get();
+    if (!renderContext) {
+        renderContext = new OpenGLRenderContext;
+        static_cast<void>(&renderContextRelease); // made on this first use, so it runs at the thread's end
+    }
+    return renderContext;
 }
 
 LightweightString<char> OpenGLUtils::getGraphicsDriverVendor()
