@@ -215,7 +215,7 @@ TEST_F(GLSLShaderEffectTest, WhatDoesNotCompileGivesNoEffectAndTheCompilersMessa
         {"a technique that does not translate", "\n\ntechnique T { pass P { PixelShader = compile PROFILE no(); } }",
          2, "technique T, pass P: entry function 'no' not found"},
         {"an empty buffer", "", 0, "the effect has no technique"},
-        {"binary garbage", std::string("\x7f" "ELF\x02\x01\x01\0\0\xff\xfe{{<<;;\"", 20), 0,
+        {"binary garbage", std::string("\x7f" "ELF\x02\x01\x01\0\0\xff\xfe{{<<;;\"", 18), 0,
          "unexpected token '\\x7f'"},
     };
     for (const Case& test : cases) {
