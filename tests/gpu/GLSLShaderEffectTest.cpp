@@ -33,7 +33,7 @@ const char kEffect[] = R"(#ifndef OSX
 texture Input;
 sampler2D InputSampler = sampler_state { Texture = <Input>; MinFilter = Point; MagFilter = Point; };
 texture _Mask < string Resource = "mask.png"; >;
-sampler2D MaskSampler = sampler_state { Texture = <_Mask>; AddressU = ADDRESS; MinFilter = Point; MagFilter = Point; };
+sampler2D MaskSampler = sampler_state { Texture = <_Mask>; ADDRESS MinFilter = Point; MagFilter = Point; };
 texture Scratch : RENDERCOLORTARGET;
 texture Far;
 sampler2D FarSampler = sampler_state { Texture = <Far>; };
@@ -78,7 +78,7 @@ technique TwoPass
 }
 )";
 
-const Definitions kDefinitions = {{"ADDRESS", "Clamp"}, {"VALUE", "1"}};
+const Definitions kDefinitions = {{"ADDRESS", "AddressU = Clamp;"}, {"VALUE", "1"}};
 
 Rgba inputTexel(int x, int y)
 {
@@ -187,7 +187,7 @@ TEST_F(GLSLShaderEffectTest, CompilesBuffersAndFilesWithTheCallersDefinitions)
     const std::string path = std::string(folderTemplate) + "/Show.fx";
     std::ofstream(path) << kEffect;
 
-    const Definitions definitions = {{"ADDRESS", "Wrap"}, {"VALUE", "0.75"}};
+    const Definitions definitions = {{"ADDRESS", "AddressU = Wrap;"}, {"VALUE", "0.75"}};
     const ShaderCompilationOutput outputs[] = {
         OS()->mediaServices()->compileFXFileFromBuffer(kEffect, definitions),
         OS()->mediaServices()->compileFXFile(OS()->utils()->fromUTF8(path.c_str(), -1), definitions),
@@ -336,20 +336,23 @@ TEST_F(GLSLShaderEffectTest, PassesReadEachSourceOnItsOwnCoordinateSet)
 
 TEST_F(GLSLShaderEffectTest, AddressModesOfSamplerStatesApply)
 {
-    // The mask is read from 0 to 2 across the target.
+    // The mask is read from 0 to 2 across the target. One mask image serves
+    // every case: a sampler without a state repeats, whatever the last user set.
     const struct
     {
-        const char* mode;
+        const char* state;
         std::uint32_t addressU;
         int texels[kSize];
     } cases[] = {
-        {"Clamp", GL_CLAMP_TO_EDGE, {1, 3, 3, 3}},
-        {"Wrap", GL_REPEAT, {1, 3, 1, 3}},
-        {"Mirror", GL_MIRRORED_REPEAT, {1, 3, 3, 1}},
+        {"AddressU = Clamp;", GL_CLAMP_TO_EDGE, {1, 3, 3, 3}},
+        {"", GL_REPEAT, {1, 3, 1, 3}},
+        {"AddressU = Wrap;", GL_REPEAT, {1, 3, 1, 3}},
+        {"AddressU = Mirror;", GL_MIRRORED_REPEAT, {1, 3, 3, 1}},
     };
+    const Kv::Ptr<iGPUImage> mask = imageOf(maskTexel);
     for (const auto& test : cases) {
-        SCOPED_TRACE(test.mode);
-        const Kv::Ptr<iShaderEffect> effect = compile(kEffect, {{"ADDRESS", test.mode}, {"VALUE", "1"}});
+        SCOPED_TRACE(test.state);
+        const Kv::Ptr<iShaderEffect> effect = compile(kEffect, {{"ADDRESS", test.state}, {"VALUE", "1"}});
         ASSERT_TRUE(effect);
         const auto& samplers = dynamic_cast<GLSLShaderEffect&>(*effect).getSamplers();
         ASSERT_EQ(samplers.size(), 3u);
@@ -358,7 +361,7 @@ TEST_F(GLSLShaderEffectTest, AddressModesOfSamplerStatesApply)
         EXPECT_EQ(samplers[1].addressV, std::uint32_t(GL_REPEAT));
 
         const Kv::Ptr<iGPUImage> drawn =
-            drawPass(*effect, {source("Input", imageOf(inputTexel)), source("Mask", imageOf(maskTexel), 2)});
+            drawPass(*effect, {source("Input", imageOf(inputTexel)), source("Mask", mask, 2)});
         for (int x = 0; x < kSize; ++x)
             EXPECT_EQ(pixelOf(drawn, x, 0)[1], maskTexel(test.texels[x], 0)[1]) << "pixel " << x;
     }

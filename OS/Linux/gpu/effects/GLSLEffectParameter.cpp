@@ -193,6 +193,9 @@ void GLSLEffectParameter::setup(GLuint texture) const
     glBindTexture(target, texture);
     if (texture == 0)
         return;
+    // A texture repeats unless the sampler says otherwise, whatever its last user set.
+    glTexParameteri(target, GL_TEXTURE_WRAP_S, GL_REPEAT);
+    glTexParameteri(target, GL_TEXTURE_WRAP_T, GL_REPEAT);
     GLint minFilter = 0;
     GLint mipFilter = 0;
     for (const SamplerState& state : samplerStates_) {
