@@ -5,6 +5,7 @@
 #include "XY.h"
 #include "iCriticalSection.h"
 #include "iFont.h"
+#include "iGPUComputeContext.h"
 #include "iGPUImage.h"
 #include "iHostImage.h"
 #include "iImage3D.h"
@@ -44,6 +45,8 @@ public:
                                                 unsigned int style) const = 0;
     // Gives back the textures that GPU images returned.
     virtual void clearCaches() = 0;
+    // A new compute context on each call, or null when OpenCL offers none.
+    virtual Kv::Ptr<iGPUComputeContext> createGPUComputeContext(iGPUComputeContext::eType type) const = 0;
     virtual Kv::Ptr<iCriticalSection> getGPULock() const = 0;
     virtual void resetGPUContext() const = 0;
     virtual int getShaderLanguage() const = 0;

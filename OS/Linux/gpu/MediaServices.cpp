@@ -7,6 +7,7 @@
 #include "GPUFont.h"
 #include "GPUImage.h"
 #include "MMTimer.h"
+#include "OpenCLContext.h"
 #include "OpenGLImage3D.h"
 #include "OpenGLTextureCache.h"
 #include "OpenGLUtils.h"
@@ -72,6 +73,11 @@ Kv::Ptr<iFont> MediaServices::createGPUSurfaceFont(const LightweightString<wchar
 void MediaServices::clearCaches()
 {
     OpenGLTextureCache::instance().clear();
+}
+
+Kv::Ptr<iGPUComputeContext> MediaServices::createGPUComputeContext(iGPUComputeContext::eType) const
+{
+    return OpenCLContext::make();
 }
 
 ShaderCompilationOutput MediaServices::compileFXFile(const LightweightString<wchar_t>& path,

@@ -25,6 +25,7 @@ public:
                                         unsigned int style) const override;
     // The texture cache only; cached texts stay.
     void clearCaches() override;
+    Kv::Ptr<iGPUComputeContext> createGPUComputeContext(iGPUComputeContext::eType type) const override;
     // The GPU lock is reached only through the OpenGL utilities: null here.
     Kv::Ptr<iCriticalSection> getGPULock() const override { return nullptr; }
     void resetGPUContext() const override {}
