@@ -21,7 +21,7 @@
 
 namespace
 {
-    const std::string kDashes = "-------------------------------------------------------------------------------------\n";
+    const std::string kDashes = std::string(85, '-') + "\n";
 
     // Every kernel of these tests, in one program, so that pocl builds once.
     const std::vector<LightweightString<char>> kSource = {
@@ -40,6 +40,14 @@ namespace
         "    }",
         "    if (x < width && y < height)",
         "        cells[y * width + x] = 1 + x + 1000 * y;",
+        "}",
+        "__kernel void invert(__global uchar4* pixels, short width, short height, short rowPixels)",
+        "{",
+        "    const int x = get_global_id(0), y = get_global_id(1);",
+        "    if (x >= width || y >= height)",
+        "        return;",
+        "    __global uchar4* pixel = pixels + y * rowPixels + x;",
+        "    *pixel = (uchar4)((uchar3)(255) - pixel->xyz, pixel->w);",
         "}",
         "__kernel void pixel(__global float4* out)",
         "{",
@@ -126,9 +134,9 @@ TEST_F(OpenCLTest, BuildsBetweenDashesAndFindsEachKernelByIndexAndName)
         << buildOutput_;
     EXPECT_TRUE(buildOutput_.ends_with(kDashes)) << buildOutput_;
 
-    ASSERT_EQ(program_->getNumKernels(), 3);
+    ASSERT_EQ(program_->getNumKernels(), 4);
     std::vector<std::string> names;
-    for (unsigned short index = 0; index < 3; ++index) {
+    for (unsigned short index = 0; index < 4; ++index) {
         const Kv::Ptr<iGPUProgramKernel> found = program_->getKernel(index);
         names.emplace_back(found->getName().c_str());
         EXPECT_TRUE(program_->getKernel(found->getName()) == found) << names.back();
@@ -137,8 +145,8 @@ TEST_F(OpenCLTest, BuildsBetweenDashesAndFindsEachKernelByIndexAndName)
         EXPECT_EQ(found->getKernelCommandQueue(), context_->getCommandQueue());
     }
     std::sort(names.begin(), names.end());
-    EXPECT_EQ(names, (std::vector<std::string>{"mark", "pixel", "scale"}));
-    EXPECT_FALSE(program_->getKernel(3));
+    EXPECT_EQ(names, (std::vector<std::string>{"invert", "mark", "pixel", "scale"}));
+    EXPECT_FALSE(program_->getKernel(4));
     EXPECT_FALSE(program_->getKernel("missing"));
 }
 
@@ -229,6 +237,42 @@ TEST_F(OpenCLTest, HostValuesGoInAndComeOutThroughBothReads)
     EXPECT_EQ(read, expected);
 }
 
+TEST_F(OpenCLTest, APictureGoesInFromTheHostAndComesOutInverted)
+{
+    const XY<int> size(37, 21);
+    iMediaServices* media = OS()->mediaServices();
+    const Kv::Ptr<iHostImage> picture = media->createHostSurface(size);
+    const Kv::Ptr<iPixelGuard> in = picture->lock();
+    for (int y = 0; y < size.y; ++y) {
+        for (int x = 0; x < size.x; ++x) {
+            const unsigned char bgra[4] = {static_cast<unsigned char>(x * 6), static_cast<unsigned char>(y * 12), 200,
+                                           255};
+            std::memcpy(in->getPixels() + y * in->getStride() + x * 4, bgra, 4);
+        }
+    }
+    const unsigned int bytes = in->getStride() * size.y;
+    cl_mem memory = clCreateBuffer(context_->getImpl(), CL_MEM_READ_WRITE | CL_MEM_COPY_HOST_PTR, bytes,
+                                   in->getPixels(), nullptr);
+    const Kv::Ptr<iGPUProgramKernel> invert = kernel("invert");
+    ASSERT_TRUE(invert->setArgs(0, &memory, sizeof memory));
+    ASSERT_TRUE(invert->setArg(1, static_cast<short>(size.x)));
+    ASSERT_TRUE(invert->setArg(2, static_cast<short>(size.y)));
+    ASSERT_TRUE(invert->setArg(3, static_cast<short>(in->getStride() / 4)));
+    ASSERT_TRUE(invert->execute2D(size.x, size.y));
+    const Kv::Ptr<iHostImage> result = media->createHostSurface(size);
+    const Kv::Ptr<iPixelGuard> out = result->lock();
+    ASSERT_TRUE(invert->kernel_gpu2host(memory, out->getPixels(), bytes));
+    clReleaseMemObject(memory);
+
+    for (const XY<int>& at : {XY<int>(0, 0), XY<int>(36, 20), XY<int>(12, 7)}) {
+        const unsigned char* bgra = out->getPixels() + at.y * out->getStride() + at.x * 4;
+        EXPECT_EQ(bgra[0], 255 - at.x * 6) << at.x << ", " << at.y;
+        EXPECT_EQ(bgra[1], 255 - at.y * 12) << at.x << ", " << at.y;
+        EXPECT_EQ(bgra[2], 55) << at.x << ", " << at.y;
+        EXPECT_EQ(bgra[3], 255) << at.x << ", " << at.y;
+    }
+}
+
 TEST_F(OpenCLTest, MakePixelSwapsRedAndBlueWhileRedReadsTheFirstChannel)
 {
     const Kv::Ptr<iGPUProgramKernel> pixel = kernel("pixel");
@@ -242,8 +286,8 @@ TEST_F(OpenCLTest, MakePixelSwapsRedAndBlueWhileRedReadsTheFirstChannel)
 TEST_F(OpenCLTest, AFailedBuildPrintsItsBannerAndLogAndGivesNull)
 {
     Kv::Ptr<iGPUProgram> broken;
-    const std::string output =
-        printed([&] { broken = context_->compileProgram({"__kernel void broken(__global float* v) { v[0] = nowhere; }"}); });
+    const std::string output = printed(
+        [&] { broken = context_->compileProgram({"__kernel void broken(__global float* v) { v[0] = nowhere; }"}); });
     EXPECT_FALSE(broken);
     EXPECT_EQ(output.rfind(kDashes
                                + "---------------- OpenCLProgramBase::make() : clBuildProgram() failed "
@@ -260,6 +304,7 @@ TEST_F(OpenCLTest, BadCallsPrintTheirFailureAndNeverCrash)
 {
     const Kv::Ptr<iGPUProgramKernel> scale = kernel("scale");
     const Kv::Ptr<iGPUBuffer> buffer = context_->createBuffer(16);
+    ASSERT_TRUE(scale->setArg(0, buffer));
     float host[4] = {};
     struct BadCall
     {

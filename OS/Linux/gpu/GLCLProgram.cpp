@@ -1,6 +1,7 @@
 #include "GLCLProgram.h"
 
-Kv::Ptr<iGPUProgram> GLCLProgram::make(const iOpenCLContext& context, const std::vector<LightweightString<char>>& lines)
+Kv::Ptr<iGPUProgram> GLCLProgram::make(const iOpenCLContext& context,
+                                       const std::vector<LightweightString<char>>& lines)
 {
     return makeOf<GLCLProgram>(context, lines);
 }

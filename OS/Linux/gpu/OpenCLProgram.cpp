@@ -1,6 +1,7 @@
 #include "OpenCLProgram.h"
 
-Kv::Ptr<iGPUProgram> OpenCLProgram::make(const iOpenCLContext& context, const std::vector<LightweightString<char>>& lines)
+Kv::Ptr<iGPUProgram> OpenCLProgram::make(const iOpenCLContext& context,
+                                         const std::vector<LightweightString<char>>& lines)
 {
     return makeOf<OpenCLProgram>(context, lines);
 }

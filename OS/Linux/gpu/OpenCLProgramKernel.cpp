@@ -132,8 +132,9 @@ bool OpenCLProgramKernel::execute2D(unsigned int width, unsigned int height)
 bool OpenCLProgramKernel::execute_kernel(unsigned char dimensions, unsigned char prepare, unsigned int globalX,
                                          unsigned int globalY, unsigned int localX, unsigned int localY)
 {
-    const std::size_t global[2] = {globalX, globalY};
-    const std::size_t local[2] = {localX, localY};
+    // Three sizes each, so that no count of dimensions reads beyond them.
+    const std::size_t global[3] = {globalX, globalY, 1};
+    const std::size_t local[3] = {localX, localY, 1};
     const bool chooseLocal = localX == 0 && localY == 0;
     cl_int error = enqueue(dimensions, global, chooseLocal ? nullptr : local, prepare != 0);
     // The words of the two messages do not match their causes; they stay as
