@@ -2,8 +2,10 @@
 // line formats, named threads handing work to each other through events, and
 // the files: drives, standard folders, settings and a watched folder, a 2D
 // sheet of every primitive saved as kvdemo-2d.png, the same sheet drawn on the
-// GPU with what only the GPU draws saved as kvdemo-gpu.png, and cryptography:
-// digests, an RSA and an AES round trip.
+// GPU with what only the GPU draws saved as kvdemo-gpu.png, effects, 3D and
+// compute on one picture saved as kvdemo-fx.png, and cryptography: digests, an
+// RSA and an AES round trip.
+#include "EffectsTour.h"
 #include "GPUNumericFont.h"
 #include "OS.h"
 
@@ -523,6 +525,7 @@ int main(int argc, char** argv)
 
     filesTour();
     drawingTour();
+    effectsTour();
     cryptoTour();
 
     const LightweightString<wchar_t> title = utils()->fromUTF8("Proxies \xE2\x86\x92 Montage \xF0\x9F\x8E\xAC", -1);

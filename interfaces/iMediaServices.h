@@ -3,6 +3,7 @@
 #include "LightweightString.h"
 #include "Ptr.h"
 #include "XY.h"
+#include "i3DEffect.h"
 #include "iCriticalSection.h"
 #include "iFont.h"
 #include "iGPUComputeContext.h"
@@ -57,6 +58,8 @@ public:
     virtual ShaderCompilationOutput
     compileFXFileFromBuffer(const LightweightString<char>& source,
                             const std::vector<iShaderEffect::CompilerDefinition>& definitions) = 0;
+    // A new effect each time.
+    virtual Kv::Ptr<i3DEffect> create3DEffect() const = 0;
     // The effect of compileFXFile, without its messages.
     Kv::Ptr<iShaderEffect> createShaderEffect(const LightweightString<wchar_t>& path,
                                               const std::vector<iShaderEffect::CompilerDefinition>& definitions)

@@ -136,23 +136,6 @@ bool SurfacelessGL::bindTexture(const char* samplerName, int unit, int width, in
     return setInts(samplerName, {unit});
 }
 
-GLuint SurfacelessGL::copyOfTarget()
-{
-    if (!available())
-        return 0;
-    GLuint texture = 0;
-    glGenTextures(1, &texture);
-    textures_.push_back(texture);
-    GLint bound = 0;
-    glGetIntegerv(GL_TEXTURE_BINDING_2D, &bound);
-    glBindTexture(GL_TEXTURE_2D, texture);
-    glCopyTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA8, 0, 0, width_, height_, 0);
-    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
-    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
-    glBindTexture(GL_TEXTURE_2D, static_cast<GLuint>(bound));
-    return texture;
-}
-
 void SurfacelessGL::drawQuad(const std::array<Corner, 4>& corners)
 {
     if (!available())

@@ -64,10 +64,6 @@ public:
     // unit, with the named sampler uniform pointing at that unit.
     bool bindTexture(const char* samplerName, int unit, int width, int height, const std::vector<std::uint8_t>& rgba);
 
-    // A texture holding what the target holds now, with nearest filtering and
-    // bound nowhere: how a render-target texture of one pass reaches the next.
-    GLuint copyOfTarget();
-
     // Fills the whole target with a quad whose corners are (-1,-1), (1,-1),
     // (1,1), (-1,1), in that order.
     void drawQuad(const std::array<Corner, 4>& corners);

@@ -8,6 +8,7 @@
 #include "GPUImage.h"
 #include "MMTimer.h"
 #include "OpenCLContext.h"
+#include "OpenGL3DEffect.h"
 #include "OpenGLImage3D.h"
 #include "OpenGLTextureCache.h"
 #include "OpenGLUtils.h"
@@ -91,6 +92,11 @@ MediaServices::compileFXFileFromBuffer(const LightweightString<char>& source,
                                        const std::vector<iShaderEffect::CompilerDefinition>& definitions)
 {
     return GLSLShaderEffect::loadFromBuffer(source, definitions);
+}
+
+Kv::Ptr<i3DEffect> MediaServices::create3DEffect() const
+{
+    return Kv::Ptr<i3DEffect>(new OpenGL3DEffect);
 }
 
 Kv::Ptr<iTimer> MediaServices::createTimer(unsigned int) const

@@ -35,6 +35,7 @@ public:
     ShaderCompilationOutput
     compileFXFileFromBuffer(const LightweightString<char>& source,
                             const std::vector<iShaderEffect::CompilerDefinition>& definitions) override;
+    Kv::Ptr<i3DEffect> create3DEffect() const override;
     // This host has no audio buffers.
     Kv::Ptr<iObject> createAudioBuffer(unsigned int) const override { return nullptr; }
     int getCaps() const override { return 0; }
