@@ -125,6 +125,46 @@ technique Cold { pass Only { PixelShader = compile PROFILE cold(); } }
         clear->renderMulti(marks.data(), unsigned(marks.size()));
         return frame;
     }
+
+    // The picture's colours posterised to four levels a channel by a kernel on
+    // the compute device: host image in, host image out. Null without OpenCL.
+    Kv::Ptr<iHostImage> posterised(const Kv::Ptr<iHostImage>& picture)
+    {
+        iMediaServices* media = OS()->mediaServices();
+        const Kv::Ptr<iOpenCLContext> compute =
+            Kv::dynamicCast<iOpenCLContext>(media->createGPUComputeContext(iGPUComputeContext::eOpenCL));
+        if (!compute)
+            return nullptr;
+        const Kv::Ptr<iGPUProgram> program = compute->compileProgram({
+            "__kernel void posterise(__global uchar4* pixels, short width, short height, short rowPixels)",
+            "{",
+            "    const int x = get_global_id(0), y = get_global_id(1);",
+            "    if (x >= width || y >= height)", // whole work groups run past the edges
+            "        return;",
+            "    __global uchar4* pixel = pixels + y * rowPixels + x;",
+            "    *pixel = (uchar4)(((*pixel).xyz / (uchar3)(64)) * (uchar3)(85), (*pixel).w);",
+            "}",
+        });
+        const Kv::Ptr<iGPUProgramKernel> kernel = program ? program->getKernel("posterise") : nullptr;
+        if (!kernel)
+            return nullptr;
+        const XY<int> size = picture->getSize();
+        const Kv::Ptr<iPixelGuard> in = picture->lock();
+        const unsigned int bytes = in->getStride() * unsigned(size.y);
+        cl_mem pixels = clCreateBuffer(compute->getImpl(), CL_MEM_READ_WRITE | CL_MEM_COPY_HOST_PTR, bytes,
+                                       in->getPixels(), nullptr);
+        if (!pixels)
+            return nullptr;
+        kernel->setArgs(0, &pixels, sizeof pixels);
+        kernel->setArg(1, static_cast<short>(size.x));
+        kernel->setArg(2, static_cast<short>(size.y));
+        kernel->setArg(3, static_cast<short>(in->getStride() / 4));
+        kernel->execute2D(unsigned(size.x), unsigned(size.y));
+        const Kv::Ptr<iHostImage> result = media->createHostSurface(size);
+        kernel->kernel_gpu2host(pixels, result->lock()->getPixels(), bytes); // waits for the kernel
+        clReleaseMemObject(pixels);
+        return result;
+    }
 }
 
 void effectsTour()
@@ -141,6 +181,9 @@ void effectsTour()
     const std::vector<Kv::Ptr<iGPUImage>> looked = looks(picture);
     tiles.insert(tiles.end(), looked.begin(), looked.end());
     tiles.push_back(inPerspective(picture));
+    const Kv::Ptr<iHostImage> computed = posterised(hostPicture);
+    if (computed)
+        tiles.push_back(media->copyToGPU(computed));
     {
         const Kv::Ptr<iGraphicPrimitivesRenderer> renderer = sheet->getPrimitivesRenderer(false);
         RectDescription background;
@@ -155,7 +198,8 @@ void effectsTour()
         renderer->renderMulti(images.data(), unsigned(images.size()));
     }
     const bool saved = OS()->imageManager()->saveImage(media->copyToHost(sheet), L"kvdemo-fx.png", 0);
-    std::printf("\nkvdemo: a picture through an effect file's %zu techniques and turned in 3D with its corners "
-                "projected; %s\n",
-                looked.size(), saved ? "saved kvdemo-fx.png" : "could not save kvdemo-fx.png");
+    std::printf("\nkvdemo: a picture through an effect file's %zu techniques, turned in 3D with its corners "
+                "projected and %s; %s\n",
+                looked.size(), computed ? "posterised by a kernel" : "with no OpenCL for a kernel",
+                saved ? "saved kvdemo-fx.png" : "could not save kvdemo-fx.png");
 }
