@@ -297,6 +297,10 @@ TEST_F(GLSLShaderEffectTest, ParametersAndInputsByNameAndIndex)
     EXPECT_FALSE(effect->setValue("Nothing", 1));
     EXPECT_TRUE(effect->setValue("Count", 9));
     EXPECT_EQ(effect->getParam("Count")->getIntValue(), 9);
+    EXPECT_TRUE(effect->setValue("Amount", 0.25f));
+    EXPECT_EQ(effect->getParam("Amount")->getFloatValue(), 0.25f);
+    EXPECT_TRUE(effect->getParam("Invert")->setBoolValue(false));
+    EXPECT_FALSE(effect->getParam("Invert")->getBoolValue());
     EXPECT_EQ(effect->getParam("Turn")->getFloat3x3Value().m[2][0], 7.0f) << "row after row";
     EXPECT_FALSE(effect->getParam("Offset")->setFloat3x3Value({}));
     EXPECT_TRUE(effect->getParam("Offset")->setFloat3Value({{4, 5, 6}}));
