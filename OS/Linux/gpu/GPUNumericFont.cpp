@@ -5,45 +5,13 @@
 
 #include <algorithm>
 
-GPUNumericFont::GPUNumericFont(const Kv::Ptr<iFont>& font) : font(font)
+GPUNumericFont::GPUNumericFont(const Kv::Ptr<iFont>& font) : HostMeasuredGPUFont(font)
 {
-    const int height = font->measure(L"0", -1).y;
+    const int height = hostFont->measure(L"0", -1).y;
     cellSize = XY<int>(height, height);
-    spaceWidth = font->measure(L"0 0", -1).x - font->measure(L"00", -1).x;
+    spaceWidth = hostFont->measure(L"0 0", -1).x - hostFont->measure(L"00", -1).x;
     // The digit 0 stands twice; the second is already cached.
     addToCache(L"01234567890.:;+-<>%");
-}
-
-iFont::Metrics GPUNumericFont::getMetrics() const
-{
-    return font->getMetrics();
-}
-
-unsigned int GPUNumericFont::getStyle() const
-{
-    return font->getStyle();
-}
-
-XY<int> GPUNumericFont::measure(const LightweightString<wchar_t>& text, short maxChars) const
-{
-    return font->measure(text, maxChars);
-}
-
-void GPUNumericFont::measure(const LightweightString<wchar_t>& text, std::vector<int>& positions) const
-{
-    font->measure(text, positions);
-}
-
-iFont::CharLocation GPUNumericFont::locateCharacter(const LightweightString<wchar_t>& text, eCharSeekMethod method,
-                                                    unsigned int position) const
-{
-    return font->locateCharacter(text, method, position);
-}
-
-iFont::CharLocation GPUNumericFont::getCharacterUnderPixel(const LightweightString<wchar_t>& text,
-                                                           unsigned int pixel) const
-{
-    return font->getCharacterUnderPixel(text, pixel);
 }
 
 ImageDescriptionEx GPUNumericFont::renderText(const TextDescription& description) const
@@ -65,8 +33,8 @@ void GPUNumericFont::addToCache(const LightweightString<wchar_t>& text) const
         return;
 
     iMediaServices* const media = OS()->mediaServices();
-    TextDescription description(L" ", XY<int>(0, font->getMetrics().ascent), NormalisedRGB(1.0f, 1.0f, 1.0f, 1.0f),
-                                TextAlignment(), font);
+    TextDescription description(L" ", XY<int>(0, hostFont->getMetrics().ascent), NormalisedRGB(1.0f, 1.0f, 1.0f, 1.0f),
+                                TextAlignment(), hostFont);
     const Kv::Ptr<iHostImage> scratch = media->createHostSurface(cellSize);
     const Kv::Ptr<iGraphicPrimitivesRenderer> renderer = scratch->getPrimitivesRenderer(true);
     RectDescription background;
@@ -78,7 +46,7 @@ void GPUNumericFont::addToCache(const LightweightString<wchar_t>& text) const
         description.text = LightweightString<wchar_t>(character, 1);
         renderer->renderMulti(&description, 1);
         const Kv::Ptr<iGPUImage> image = media->copyToGPU(scratch);
-        const auto width = static_cast<std::uint16_t>(font->measure(description.text, -1).x);
+        const auto width = static_cast<std::uint16_t>(hostFont->measure(description.text, -1).x);
         characters.emplace(*character, CachedCharacter{image, width});
     }
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "GPUFontBase.h"
+#include "HostMeasuredGPUFont.h"
 #include "Ptr.h"
 #include "iGPUImage.h"
 
@@ -16,20 +16,13 @@
 // The character map lives with the font. renderText works on the GPU: call
 // it with the GPU lock held, as renderers do. The font must be let go before
 // OpenGL is reset.
-class GPUNumericFont : public GPUFontBase
+class GPUNumericFont : public HostMeasuredGPUFont
 {
 public:
     // Draws the characters of a counter or timecode at once. The font draws
     // on the host: a Font.
     explicit GPUNumericFont(const Kv::Ptr<iFont>& font);
 
-    Metrics getMetrics() const override;
-    unsigned int getStyle() const override;
-    XY<int> measure(const LightweightString<wchar_t>& text, short maxChars) const override;
-    void measure(const LightweightString<wchar_t>& text, std::vector<int>& positions) const override;
-    CharLocation locateCharacter(const LightweightString<wchar_t>& text, eCharSeekMethod method,
-                                 unsigned int position) const override;
-    CharLocation getCharacterUnderPixel(const LightweightString<wchar_t>& text, unsigned int pixel) const override;
     // A new image of the text for every call; its characters are cached first.
     ImageDescriptionEx renderText(const TextDescription& description) const override;
 
@@ -50,5 +43,4 @@ private:
     mutable std::map<wchar_t, CachedCharacter> characters;
     XY<int> cellSize;
     std::int32_t spaceWidth = 0;
-    Kv::Ptr<iFont> font;
 };

@@ -2,40 +2,14 @@
 
 #include "GPUTextCache.h"
 
-OpenGLFontBase::OpenGLFontBase(const Kv::Ptr<iFont>& hostFont) : hostFont(hostFont), metrics(hostFont->getMetrics())
+OpenGLFontBase::OpenGLFontBase(const Kv::Ptr<iFont>& hostFont)
+    : HostMeasuredGPUFont(hostFont), metrics(hostFont->getMetrics())
 {
 }
 
 iFont::Metrics OpenGLFontBase::getMetrics() const
 {
     return metrics;
-}
-
-unsigned int OpenGLFontBase::getStyle() const
-{
-    return hostFont->getStyle();
-}
-
-XY<int> OpenGLFontBase::measure(const LightweightString<wchar_t>& text, short maxChars) const
-{
-    return hostFont->measure(text, maxChars);
-}
-
-void OpenGLFontBase::measure(const LightweightString<wchar_t>& text, std::vector<int>& positions) const
-{
-    hostFont->measure(text, positions);
-}
-
-iFont::CharLocation OpenGLFontBase::locateCharacter(const LightweightString<wchar_t>& text, eCharSeekMethod method,
-                                                    unsigned int position) const
-{
-    return hostFont->locateCharacter(text, method, position);
-}
-
-iFont::CharLocation OpenGLFontBase::getCharacterUnderPixel(const LightweightString<wchar_t>& text,
-                                                           unsigned int pixel) const
-{
-    return hostFont->getCharacterUnderPixel(text, pixel);
 }
 
 ImageDescriptionEx OpenGLFontBase::renderText(const TextDescription& description) const

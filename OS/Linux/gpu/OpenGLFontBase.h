@@ -1,6 +1,6 @@
 #pragma once
 
-#include "GPUFontBase.h"
+#include "HostMeasuredGPUFont.h"
 #include "Ptr.h"
 #include "iHostImage.h"
 
@@ -11,18 +11,13 @@
 //
 // renderText works on the GPU: call it with the GPU lock held, as renderers
 // do.
-class OpenGLFontBase : public GPUFontBase
+class OpenGLFontBase : public HostMeasuredGPUFont
 {
 public:
     explicit OpenGLFontBase(const Kv::Ptr<iFont>& hostFont);
 
+    // The host font's metrics as they were when this font was made.
     Metrics getMetrics() const override;
-    unsigned int getStyle() const override;
-    XY<int> measure(const LightweightString<wchar_t>& text, short maxChars) const override;
-    void measure(const LightweightString<wchar_t>& text, std::vector<int>& positions) const override;
-    CharLocation locateCharacter(const LightweightString<wchar_t>& text, eCharSeekMethod method,
-                                 unsigned int position) const override;
-    CharLocation getCharacterUnderPixel(const LightweightString<wchar_t>& text, unsigned int pixel) const override;
     ImageDescriptionEx renderText(const TextDescription& description) const override;
 
     // The host image of a cache key, or null when there is nothing to draw.
@@ -32,6 +27,5 @@ public:
     static void shutdown();
 
 private:
-    Kv::Ptr<iFont> hostFont;
     Metrics metrics;
 };
