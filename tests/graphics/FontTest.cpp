@@ -364,16 +364,3 @@ TEST(Font, EveryCaretPixelLeadsBackToItsCaret)
         EXPECT_EQ(caret, text.size()) << "stays at the end";
     }
 }
-
-TEST(Font, AvailableFontsListTheInstalledFamiliesIgnoringCase)
-{
-    std::set<Text, Font::FamilyNameLess> families{L"Kept From Before"};
-    Font::getAvailableFonts(families);
-    EXPECT_EQ(families.count(L"Kept From Before"), 1u);
-    for (const wchar_t* family : installedFamilies)
-        EXPECT_EQ(families.count(family), 1u) << OS()->utils()->toUTF8(family).c_str();
-    EXPECT_EQ(families.count(L"LIBERATION sans"), 1u);
-    const size_t count = families.size();
-    Font::getAvailableFonts(families);
-    EXPECT_EQ(families.size(), count);
-}
