@@ -40,34 +40,34 @@ X11Application& X11Application::instance()
 X11Application::X11Application(const char* displayName) : wakeFd(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
 {
     initialiseXlib();
-    display_ = XOpenDisplay(displayName);
-    if (!display_) {
+    connection = XOpenDisplay(displayName);
+    if (!connection) {
         const char* name = displayName ? displayName : std::getenv("DISPLAY");
         OS()->utils()->vlog("Cannot open the X display \"%s\": windows are unavailable\n", name ? name : "");
         return;
     }
-    XSetIOErrorExitHandler(display_, onConnectionLost, this);
+    XSetIOErrorExitHandler(connection, onConnectionLost, this);
 }
 
 X11Application::~X11Application()
 {
     // Xlib knows a connection that it lost and only frees its memory.
-    if (display_)
-        XCloseDisplay(display_);
+    if (connection)
+        XCloseDisplay(connection);
     close(wakeFd);
 }
 
-Display* X11Application::display() const { return connectionLost ? nullptr : display_; }
+Display* X11Application::display() const { return connectionLost ? nullptr : connection; }
 
 bool X11Application::isKeyDown(unsigned long keysym) const
 {
     if (!display())
         return false;
-    const KeyCode code = XKeysymToKeycode(display_, keysym);
+    const KeyCode code = XKeysymToKeycode(connection, keysym);
     if (!code)
         return false;
     char keymap[32] = {};
-    XQueryKeymap(display_, keymap);
+    XQueryKeymap(connection, keymap);
     return keymap[code / 8] & (1 << (code % 8));
 }
 
@@ -92,15 +92,16 @@ void X11Application::stop() { stopping = true; }
 void X11Application::run()
 {
     while (display() && !stopping) {
-        pollfd fds[2] = {{ConnectionNumber(display_), POLLIN, 0}, {wakeFd, POLLIN, 0}};
+        pollfd fds[2] = {{ConnectionNumber(connection), POLLIN, 0}, {wakeFd, POLLIN, 0}};
         // Events already read into Xlib's queue would not wake poll.
-        const int timeout = XPending(display_) ? 0 : msUntilNextTimer();
+        const int timeout = XPending(connection) ? 0 : msUntilNextTimer();
         if (poll(fds, 2, timeout) < 0 && errno != EINTR)
             break;
+        readDisplay();
+        // Xlib has read what the server left; a hung-up socket that it did
+        // not notice would wake poll forever.
         if (fds[0].revents & (POLLHUP | POLLERR))
             connectionLost = true;
-        else
-            readDisplay();
         if (fds[1].revents & POLLIN)
             runPostedWork();
         fireDueTimers();
@@ -111,9 +112,9 @@ void X11Application::run()
 void X11Application::readDisplay()
 {
     // No windows yet take events: they are read to keep the connection flowing.
-    while (!connectionLost && XPending(display_)) {
+    while (!connectionLost && XPending(connection)) {
         XEvent event;
-        XNextEvent(display_, &event);
+        XNextEvent(connection, &event);
     }
 }
 

@@ -58,7 +58,7 @@ private:
     void fireDueTimers();
     int msUntilNextTimer() const;
 
-    Display* display_ = nullptr;
+    Display* connection = nullptr;
     int wakeFd = -1;
     bool stopping = false;
     bool connectionLost = false;
