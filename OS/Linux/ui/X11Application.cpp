@@ -71,6 +71,9 @@ bool X11Application::isKeyDown(unsigned long keysym) const
     return keymap[code / 8] & (1 << (code % 8));
 }
 
+// Returning is allowed: the Xlib call that met the error unwinds, and every
+// later call on the display returns at once. On the way Xlib releases its
+// internal display lock twice, which ThreadSanitizer reports.
 void X11Application::onConnectionLost(Display*, void* application)
 {
     static_cast<X11Application*>(application)->connectionLost = true;
