@@ -3,6 +3,7 @@
 // Everything an application needs: OS() and every public interface.
 #include "BatchPrimitivesRenderer.h"
 #include "CriticalSectionLock.h"
+#include "Events.h"
 #include "FixedSizeVector.h"
 #include "GraphicPrimitives.h"
 #include "KvException.h"
@@ -18,6 +19,7 @@
 #include "iCryptography.h"
 #include "iDLL.h"
 #include "iDiskDrive.h"
+#include "iEventHandler.h"
 #include "iFile.h"
 #include "iFileManager.h"
 #include "iFileProvider.h"
@@ -66,3 +68,4 @@
 #include "iWaitable.h"
 #include "iWatchHandler.h"
 #include "iWatchable.h"
+#include "iWindowManager.h"

@@ -9,6 +9,7 @@ class iFileManager;
 class iThreadManager;
 class iThreadAtomics;
 class iSystemInfo;
+class iWindowManager;
 class iImageManager;
 class iShell;
 class iMediaServices;
@@ -27,6 +28,7 @@ public:
     virtual iFileManager* fileMgr() = 0;
     virtual iThreadManager* threadMgr() = 0;
     virtual iThreadAtomics* threadAtomics() = 0;
+    virtual iWindowManager* windowMgr() = 0;
     virtual iSystemInfo* systemInfo() = 0;
     virtual iMediaServices* mediaServices() = 0;
     virtual iImageManager* imageManager() = 0;

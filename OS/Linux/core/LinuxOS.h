@@ -7,6 +7,7 @@
 #include "../system/Shell.h"
 #include "../system/SystemInfo.h"
 #include "../threads/ThreadManager.h"
+#include "../ui/WindowManager.h"
 #include "MemoryManager.h"
 #include "OsHeap.h"
 #include "ThreadAtomics.h"
@@ -29,6 +30,7 @@ public:
     iFileManager* fileMgr() override;
     iThreadManager* threadMgr() override;
     iThreadAtomics* threadAtomics() override;
+    iWindowManager* windowMgr() override;
     iSystemInfo* systemInfo() override;
     iMediaServices* mediaServices() override;
     iImageManager* imageManager() override;
@@ -44,6 +46,7 @@ private:
     ThreadAtomics threadAtomics_;
     // This host has no autorelease pools: the member stands empty.
     void* autoreleasePool_ = nullptr;
+    WindowManager windowManager_;
     SystemInfo systemInfo_;
     Shell shell_;
     MediaServices mediaServices_;

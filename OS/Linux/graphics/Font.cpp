@@ -328,15 +328,3 @@ iFont::CharLocation Font::getCharacterUnderPixel(const LightweightString<wchar_t
     }
     return {index, pixel};
 }
-
-void Font::getAvailableFonts(std::set<LightweightString<wchar_t>, FamilyNameLess>& families)
-{
-    PangoFontMap* fontMap = pango_cairo_font_map_new();
-    PangoFontFamily** hostFamilies = nullptr;
-    int count = 0;
-    pango_font_map_list_families(fontMap, &hostFamilies, &count);
-    for (int i = 0; i < count; ++i)
-        families.insert(OS()->utils()->fromUTF8(pango_font_family_get_name(hostFamilies[i]), -1));
-    g_free(hostFamilies);
-    g_object_unref(fontMap);
-}

@@ -9,7 +9,6 @@
 
 #include <map>
 #include <memory>
-#include <set>
 
 // A font through Pango over fontconfig and HarfBuzz. Each Font has a font map
 // and a context of its own, so fonts never share Pango state; the context is
@@ -23,15 +22,6 @@
 class Font : public iFont
 {
 public:
-    // Family names compare without regard to case, as fontconfig's do.
-    struct FamilyNameLess
-    {
-        bool operator()(const LightweightString<wchar_t>& a, const LightweightString<wchar_t>& b) const
-        {
-            return Kv::TextOps::compareNoCase(a.c_str(), b.c_str()) < 0;
-        }
-    };
-
     // style: 1 bold, 2 italic. size is the application's size; the font is
     // three quarters of it in pixels. The last argument has no effect.
     Font(const LightweightString<wchar_t>& family, unsigned int size, unsigned int style, unsigned int);
@@ -54,9 +44,6 @@ public:
     // it takes the cairo source.
     PangoLayoutLine* getLine(const LightweightString<wchar_t>& text) const;
     void clearLineCache() const;
-
-    // Adds every family of the installed fonts; what the set held stays.
-    static void getAvailableFonts(std::set<LightweightString<wchar_t>, FamilyNameLess>& families);
 
 private:
     struct LayoutRelease

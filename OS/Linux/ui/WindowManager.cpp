@@ -1,0 +1,93 @@
+#include "WindowManager.h"
+
+#include "Events.h"
+#include "OpenGLTextureCache.h"
+#include "OpenGLUtils.h"
+#include "Region.h"
+#include "X11Application.h"
+#include "iOperatingSystem.h"
+#include "iUtils.h"
+
+#include <X11/keysym.h>
+#include <pango/pangocairo.h>
+
+namespace
+{
+    // The keys behind each modifier bit, left and right. Caps Lock is not
+    // among them.
+    struct ModifierKeys
+    {
+        unsigned int bit;
+        unsigned long left;
+        unsigned long right;
+    };
+
+    constexpr ModifierKeys modifierKeys[] = {
+        {Kv::Modifier::Command, XK_Control_L, XK_Control_R},
+        {Kv::Modifier::Shift, XK_Shift_L, XK_Shift_R},
+        {Kv::Modifier::Control, XK_Super_L, XK_Super_R},
+        {Kv::Modifier::Option, XK_Alt_L, XK_Alt_R},
+    };
+}
+
+void WindowManager::init()
+{
+    if (initialised_)
+        return;
+    X11Application::instance();
+    if (OpenGLUtils::isAvailable()) {
+        OpenGLTextureCache::instance();
+        OpenGLUtils::instance().getBlackTexture();
+    }
+    initialised_ = true;
+}
+
+Kv::Ptr<iRegion> WindowManager::createRegion(const iRegion::Rectangles& rectangles)
+{
+    return Kv::Ptr<iRegion>(new Region(rectangles));
+}
+
+void WindowManager::getAvailableFonts(FamilyNames& families) const
+{
+    PangoFontMap* fontMap = pango_cairo_font_map_new();
+    PangoFontFamily** hostFamilies = nullptr;
+    int count = 0;
+    pango_font_map_list_families(fontMap, &hostFamilies, &count);
+    for (int i = 0; i < count; ++i)
+        families.insert(OS()->utils()->fromUTF8(pango_font_family_get_name(hostFamilies[i]), -1));
+    g_free(hostFamilies);
+    g_object_unref(fontMap);
+}
+
+LightweightString<wchar_t> WindowManager::getDefaultFont() const { return L"Tahoma"; }
+
+LightweightString<wchar_t> WindowManager::getDefaultFixedWidthFont() const { return L"Menlo"; }
+
+void WindowManager::heartbeat() const {}
+
+bool WindowManager::isKeyPressed(unsigned int key) const
+{
+    const X11Application& application = X11Application::instance();
+    for (const ModifierKeys& modifier : modifierKeys)
+        if (modifier.bit == key)
+            return application.isKeyDown(modifier.left) || application.isKeyDown(modifier.right);
+    return false;
+}
+
+void WindowManager::startEventLoop() { X11Application::instance().run(); }
+
+void WindowManager::reserved1() {}
+
+void WindowManager::reserved2() {}
+
+void WindowManager::despatchPendingEvents() {}
+
+unsigned int WindowManager::getCaps() const { return 7; }
+
+std::vector<iImageBase::eLocation> WindowManager::getSupportedWindowLocations() const
+{
+    return {iImageBase::eGPUMemory};
+}
+
+// Nothing to take down yet: the process's connection closes at exit.
+void WindowManager::shutdown() {}

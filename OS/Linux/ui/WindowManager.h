@@ -1,0 +1,29 @@
+#pragma once
+
+#include "iWindowManager.h"
+
+// The window manager of the facade. It is built inside the system object, so
+// its constructor does nothing: the X connection opens on first use.
+class WindowManager : public iWindowManager
+{
+public:
+    // Primes the GL side before any window; later calls return at once.
+    void init();
+
+    Kv::Ptr<iRegion> createRegion(const iRegion::Rectangles& rectangles) override;
+    void getAvailableFonts(FamilyNames& families) const override;
+    LightweightString<wchar_t> getDefaultFont() const override;
+    LightweightString<wchar_t> getDefaultFixedWidthFont() const override;
+    void heartbeat() const override;
+    bool isKeyPressed(unsigned int key) const override;
+    void startEventLoop() override;
+    void reserved1() override;
+    void reserved2() override;
+    void despatchPendingEvents() override;
+    unsigned int getCaps() const override;
+    std::vector<iImageBase::eLocation> getSupportedWindowLocations() const override;
+    void shutdown() override;
+
+private:
+    bool initialised_ = false;
+};

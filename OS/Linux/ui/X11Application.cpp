@@ -1,0 +1,161 @@
+#include "X11Application.h"
+
+#include "TimerRedirector.h"
+#include "iOperatingSystem.h"
+#include "iUtils.h"
+
+#include <X11/Xlib.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <cstdlib>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+namespace
+{
+    // Xlib's default handler exits the process; the exit handler set per
+    // display decides what happens instead.
+    int quietIOError(Display*) { return 0; }
+
+    void initialiseXlib()
+    {
+        static const bool initialised = [] {
+            XInitThreads();
+            XSetIOErrorHandler(quietIOError);
+            return true;
+        }();
+        (void)initialised;
+    }
+}
+
+X11Application& X11Application::instance()
+{
+    static X11Application application(nullptr);
+    return application;
+}
+
+X11Application::X11Application(const char* displayName) : wakeFd(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
+{
+    initialiseXlib();
+    connection = XOpenDisplay(displayName);
+    if (!connection) {
+        const char* name = displayName ? displayName : std::getenv("DISPLAY");
+        OS()->utils()->vlog("Cannot open the X display \"%s\": windows are unavailable\n", name ? name : "");
+        return;
+    }
+    XSetIOErrorExitHandler(connection, onConnectionLost, this);
+}
+
+X11Application::~X11Application()
+{
+    // Xlib knows a connection that it lost and only frees its memory.
+    if (connection)
+        XCloseDisplay(connection);
+    close(wakeFd);
+}
+
+Display* X11Application::display() const { return connectionLost ? nullptr : connection; }
+
+bool X11Application::isKeyDown(unsigned long keysym) const
+{
+    if (!display())
+        return false;
+    const KeyCode code = XKeysymToKeycode(connection, keysym);
+    if (!code)
+        return false;
+    char keymap[32] = {};
+    XQueryKeymap(connection, keymap);
+    return keymap[code / 8] & (1 << (code % 8));
+}
+
+// Returning is allowed: the Xlib call that met the error unwinds, and every
+// later call on the display returns at once. On the way Xlib releases its
+// internal display lock twice, which ThreadSanitizer reports.
+void X11Application::onConnectionLost(Display*, void* application)
+{
+    static_cast<X11Application*>(application)->connectionLost = true;
+}
+
+void X11Application::post(std::function<void()> task)
+{
+    {
+        std::lock_guard<std::mutex> guard(workLock);
+        work.push_back(std::move(task));
+    }
+    const uint64_t one = 1;
+    // The counter only saturates after 2^64 - 2 posts unread: no write is lost.
+    [[maybe_unused]] const ssize_t written = write(wakeFd, &one, sizeof one);
+}
+
+void X11Application::stop() { stopping = true; }
+
+void X11Application::run()
+{
+    while (display() && !stopping) {
+        pollfd fds[2] = {{ConnectionNumber(connection), POLLIN, 0}, {wakeFd, POLLIN, 0}};
+        // Events already read into Xlib's queue would not wake poll.
+        const int timeout = XPending(connection) ? 0 : msUntilNextTimer();
+        if (poll(fds, 2, timeout) < 0 && errno != EINTR)
+            break;
+        readDisplay();
+        // Xlib has read what the server left; a hung-up socket that it did
+        // not notice would wake poll forever.
+        if (fds[0].revents & (POLLHUP | POLLERR))
+            connectionLost = true;
+        if (fds[1].revents & POLLIN)
+            runPostedWork();
+        fireDueTimers();
+    }
+    stopping = false;
+}
+
+void X11Application::readDisplay()
+{
+    // No windows yet take events: they are read to keep the connection flowing.
+    while (!connectionLost && XPending(connection)) {
+        XEvent event;
+        XNextEvent(connection, &event);
+    }
+}
+
+void X11Application::runPostedWork()
+{
+    uint64_t count = 0;
+    [[maybe_unused]] const ssize_t drained = read(wakeFd, &count, sizeof count);
+    std::deque<std::function<void()>> ready;
+    {
+        std::lock_guard<std::mutex> guard(workLock);
+        ready.swap(work);
+    }
+    for (std::function<void()>& task : ready)
+        task();
+}
+
+void X11Application::addTimer(TimerRedirector* timer) { timers.push_back(timer); }
+
+void X11Application::removeTimer(TimerRedirector* timer) { std::erase(timers, timer); }
+
+void X11Application::fireDueTimers()
+{
+    const TimerRedirector::Clock::time_point now = TimerRedirector::Clock::now();
+    // A handler may make or stop timers: each one due is checked again before
+    // it fires.
+    const std::vector<TimerRedirector*> due = timers;
+    for (TimerRedirector* timer : due)
+        if (std::find(timers.begin(), timers.end(), timer) != timers.end() && timer->nextFiring() <= now)
+            timer->onTimer();
+}
+
+int X11Application::msUntilNextTimer() const
+{
+    if (timers.empty())
+        return -1;
+    TimerRedirector::Clock::time_point earliest = timers.front()->nextFiring();
+    for (const TimerRedirector* timer : timers)
+        earliest = std::min(earliest, timer->nextFiring());
+    const auto wait = std::chrono::ceil<std::chrono::milliseconds>(earliest - TimerRedirector::Clock::now());
+    return int(std::max<long long>(0, wait.count()));
+}

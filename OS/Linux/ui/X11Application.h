@@ -1,0 +1,68 @@
+#pragma once
+
+#include <deque>
+#include <functional>
+#include <mutex>
+#include <vector>
+
+class TimerRedirector;
+// Xlib's own declaration; its header's macros stay out of every includer.
+typedef struct _XDisplay Display;
+
+// The X connection and the main loop. The loop waits in poll on the
+// connection, an eventfd that other threads write to, and the earliest due
+// timer; only the loop's thread ever reads the display.
+//
+// post is the one operation for other threads; everything else belongs to
+// the loop's thread. workLock guards work alone.
+//
+// Without a display the connection fails with one log line and run returns at
+// once. When the server goes away the loop returns, where Xlib's own handler
+// would end the process: the connection's exit handler only marks it lost.
+class X11Application
+{
+public:
+    // The process's connection, on $DISPLAY, opened on first use.
+    static X11Application& instance();
+
+    // A null name means $DISPLAY.
+    explicit X11Application(const char* displayName);
+    ~X11Application();
+
+    X11Application(const X11Application&) = delete;
+    X11Application& operator=(const X11Application&) = delete;
+
+    // Null without a connection, and after the server went away.
+    Display* display() const;
+
+    // From the server's keyboard state now, not from events; false without
+    // a connection.
+    bool isKeyDown(unsigned long keysym) const;
+
+    // Runs work on the loop's thread, in the order posted. From any thread.
+    void post(std::function<void()> task);
+    // Returns when stop is called from the loop's thread or the server goes
+    // away; a stop before run ends the next run at once.
+    void run();
+    void stop();
+
+    // The redirector fires on this loop until removed.
+    void addTimer(TimerRedirector* timer);
+    void removeTimer(TimerRedirector* timer);
+
+private:
+    static void onConnectionLost(Display* display, void* application);
+
+    void readDisplay();
+    void runPostedWork();
+    void fireDueTimers();
+    int msUntilNextTimer() const;
+
+    Display* connection = nullptr;
+    int wakeFd = -1;
+    bool stopping = false;
+    bool connectionLost = false;
+    std::vector<TimerRedirector*> timers;
+    std::mutex workLock;
+    std::deque<std::function<void()>> work;
+};

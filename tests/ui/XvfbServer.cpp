@@ -1,0 +1,63 @@
+#include "XvfbServer.h"
+
+#include <csignal>
+#include <fcntl.h>
+#include <cstdlib>
+#include <poll.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+extern char** environ;
+
+XvfbServer::XvfbServer()
+{
+    int pipeFds[2];
+    if (pipe(pipeFds) != 0)
+        return;
+    // Xvfb writes the display number it took to this descriptor once it serves.
+    const std::string writeFd = std::to_string(pipeFds[1]);
+    const char* const argv[] = {"Xvfb", "-displayfd", writeFd.c_str(), "-screen", "0", "1280x1024x24",
+                                "-nolisten", "tcp", nullptr};
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addclose(&actions, pipeFds[0]);
+    posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
+    const bool spawned =
+        posix_spawnp(&pid, "Xvfb", &actions, nullptr, const_cast<char* const*>(argv), environ) == 0;
+    posix_spawn_file_actions_destroy(&actions);
+    close(pipeFds[1]);
+    if (!spawned)
+        pid = -1;
+    std::string number;
+    pollfd readable = {pipeFds[0], POLLIN, 0};
+    char c = 0;
+    while (spawned && poll(&readable, 1, 10000) == 1 && read(pipeFds[0], &c, 1) == 1 && c != '\n')
+        number += c;
+    close(pipeFds[0]);
+    if (!number.empty())
+        name = ":" + number;
+}
+
+XvfbServer::~XvfbServer()
+{
+    if (pid <= 0)
+        return;
+    ::kill(pid, SIGTERM);
+    waitpid(pid, nullptr, 0);
+}
+
+void XvfbServer::kill()
+{
+    ::kill(pid, SIGKILL);
+    waitpid(pid, nullptr, 0);
+    pid = -1;
+}
+
+XvfbServer& XvfbServer::shared()
+{
+    static XvfbServer server;
+    static const bool exported = !server.displayName().empty() && setenv("DISPLAY", server.displayName().c_str(), 1) == 0;
+    (void)exported;
+    return server;
+}
