@@ -41,6 +41,7 @@
 #include "iMediaServices.h"
 #include "iMemHolder.h"
 #include "iMemoryManager.h"
+#include "iMouseCursor.h"
 #include "iMutex.h"
 #include "iObject.h"
 #include "iOpenCLContext.h"

@@ -2,7 +2,10 @@
 
 #include "LightweightString.h"
 #include "Ptr.h"
+#include "XY.h"
+#include "iHostImage.h"
 #include "iImageBase.h"
+#include "iMouseCursor.h"
 #include "iRegion.h"
 
 #include <set>
@@ -32,6 +35,18 @@ public:
     // when the font is made.
     virtual LightweightString<wchar_t> getDefaultFont() const = 0;
     virtual LightweightString<wchar_t> getDefaultFixedWidthFont() const = 0;
+    // The hot spot is in the image's logical pixels. Without a usable image
+    // the cursor is the arrow.
+    virtual Kv::Ptr<iMouseCursor> createMouseCursor(Kv::Ptr<iHostImage> image, const XY<int>& hotSpot) = 0;
+    virtual Kv::Ptr<iMouseCursor> createMouseCursor(iMouseCursor::eStockCursor stock) = 0;
+    // A null cursor changes nothing.
+    virtual void setMouseCursor(Kv::Ptr<iMouseCursor> cursor) = 0;
+    // Unlike every position in an event, y counts upwards from the bottom of
+    // the default screen. (0, 0) without a display.
+    virtual XY<int> getMousePosition() const = 0;
+    // Hiding nests: each hide needs its show, and a show with none pending
+    // does nothing.
+    virtual void showMouseCursor(bool show) const = 0;
     virtual void heartbeat() const = 0;
     // True while the modifier key with that Kv::Modifier bit is held; Caps
     // Lock is no Shift here. Any other key is false.

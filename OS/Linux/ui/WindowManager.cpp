@@ -1,6 +1,7 @@
 #include "WindowManager.h"
 
 #include "Events.h"
+#include "MouseCursor.h"
 #include "OpenGLTextureCache.h"
 #include "OpenGLUtils.h"
 #include "Region.h"
@@ -8,8 +9,12 @@
 #include "iOperatingSystem.h"
 #include "iUtils.h"
 
-#include <X11/keysym.h>
 #include <pango/pangocairo.h>
+
+// Last: Xlib's macros would clash with the names above.
+#include <X11/Xlib.h>
+#include <X11/extensions/Xfixes.h>
+#include <X11/keysym.h>
 
 namespace
 {
@@ -62,6 +67,53 @@ void WindowManager::getAvailableFonts(FamilyNames& families) const
 LightweightString<wchar_t> WindowManager::getDefaultFont() const { return L"Tahoma"; }
 
 LightweightString<wchar_t> WindowManager::getDefaultFixedWidthFont() const { return L"Menlo"; }
+
+Kv::Ptr<iMouseCursor> WindowManager::createMouseCursor(Kv::Ptr<iHostImage> image, const XY<int>& hotSpot)
+{
+    return MouseCursor::create(image, hotSpot);
+}
+
+Kv::Ptr<iMouseCursor> WindowManager::createMouseCursor(iMouseCursor::eStockCursor stock)
+{
+    return MouseCursor::create(stock);
+}
+
+void WindowManager::setMouseCursor(Kv::Ptr<iMouseCursor> cursor)
+{
+    if (cursor)
+        cursor->makeCurrent();
+}
+
+XY<int> WindowManager::getMousePosition() const
+{
+    Display* display = X11Application::instance().display();
+    if (!display)
+        return XY<int>(0, 0);
+    Window root = None;
+    Window child = None;
+    int x = 0;
+    int y = 0;
+    int windowX = 0;
+    int windowY = 0;
+    unsigned int buttons = 0;
+    XQueryPointer(display, DefaultRootWindow(display), &root, &child, &x, &y, &windowX, &windowY, &buttons);
+    return XY<int>(x, DisplayHeight(display, DefaultScreen(display)) - y);
+}
+
+void WindowManager::showMouseCursor(bool show) const
+{
+    Display* display = X11Application::instance().display();
+    if (!display || (show && cursorHides_ == 0))
+        return;
+    if (show) {
+        XFixesShowCursor(display, DefaultRootWindow(display));
+        --cursorHides_;
+    } else {
+        XFixesHideCursor(display, DefaultRootWindow(display));
+        ++cursorHides_;
+    }
+    XFlush(display);
+}
 
 void WindowManager::heartbeat() const {}
 

@@ -14,6 +14,11 @@ public:
     void getAvailableFonts(FamilyNames& families) const override;
     LightweightString<wchar_t> getDefaultFont() const override;
     LightweightString<wchar_t> getDefaultFixedWidthFont() const override;
+    Kv::Ptr<iMouseCursor> createMouseCursor(Kv::Ptr<iHostImage> image, const XY<int>& hotSpot) override;
+    Kv::Ptr<iMouseCursor> createMouseCursor(iMouseCursor::eStockCursor stock) override;
+    void setMouseCursor(Kv::Ptr<iMouseCursor> cursor) override;
+    XY<int> getMousePosition() const override;
+    void showMouseCursor(bool show) const override;
     void heartbeat() const override;
     bool isKeyPressed(unsigned int key) const override;
     void startEventLoop() override;
@@ -26,4 +31,6 @@ public:
 
 private:
     bool initialised_ = false;
+    // The hides not yet shown again: the server refuses a show without one.
+    mutable unsigned int cursorHides_ = 0;
 };
