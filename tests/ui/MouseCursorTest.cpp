@@ -97,9 +97,6 @@ TEST(MouseCursor, ImageCursorShowsThePremultipliedImageAtItsHotSpot)
     const Shown arrow = shownAfterSetting(manager->createMouseCursor(iMouseCursor::eArrow));
     EXPECT_EQ(shownAfterSetting(manager->createMouseCursor(CairoImage::create(XY<int>(0, 0)), XY<int>(0, 0))), arrow);
     EXPECT_EQ(shownAfterSetting(manager->createMouseCursor(Kv::Ptr<iHostImage>(), XY<int>(0, 0))), arrow);
-    // A null cursor changes nothing.
-    shownAfterSetting(manager->createMouseCursor(image, XY<int>(2, 1)));
-    EXPECT_EQ(shownAfterSetting(Kv::Ptr<iMouseCursor>()), shown);
 }
 
 // y counts up from the bottom of the 1280x1024 screen.
