@@ -104,7 +104,7 @@ TEST(MouseCursor, MousePositionFollowsThePointerWithYUpwards)
 {
     REQUIRE_XVFB(XvfbServer::shared());
     iWindowManager* manager = OS()->windowMgr();
-    ASSERT_EQ(std::system("xdotool mousemove 100 200"), 0);
+    ASSERT_EQ(std::system("xdotool mousemove --sync 100 200"), 0);
     EXPECT_EQ(manager->getMousePosition(), XY<int>(100, 824));
 
     // A show with no hide pending would be a protocol error that ends the process.

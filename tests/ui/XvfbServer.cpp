@@ -17,8 +17,10 @@ XvfbServer::XvfbServer()
         return;
     // Xvfb writes the display number it took to this descriptor once it serves.
     const std::string writeFd = std::to_string(pipeFds[1]);
+    // -noreset: the server keeps its state, the pointer's place among it,
+    // when its last client leaves, as a tool run by a test may be.
     const char* const argv[] = {"Xvfb", "-displayfd", writeFd.c_str(), "-screen", "0", "1280x1024x24",
-                                "-nolisten", "tcp", nullptr};
+                                "-nolisten", "tcp", "-noreset", nullptr};
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_addclose(&actions, pipeFds[0]);
