@@ -7,6 +7,9 @@
 #include "iImageBase.h"
 #include "iMouseCursor.h"
 #include "iRegion.h"
+#include "iRootWindow.h"
+#include "iStatusWindow.h"
+#include "iVideoWindow.h"
 
 #include <set>
 #include <vector>
@@ -28,6 +31,18 @@ public:
 
     virtual ~iWindowManager() = default;
 
+    // An unrealised window: host memory gives one drawn with the 2D
+    // renderer, any other location one drawn with OpenGL.
+    virtual Kv::Ptr<iRootWindow> createRootWindow(iImageBase::eLocation location) = 0;
+    // A video window covering the primary screen, above everything else.
+    virtual Kv::Ptr<iVideoWindow> createVideoWindowFullscreen() = 0;
+    // A video window inside the root window that has the keyboard, or else
+    // the one realised last, in its backing pixels. With no root window it
+    // is made but never shown.
+    virtual Kv::Ptr<iChildVideoWindow> createVideoWindow(const XY<int>& size, const XY<int>& position) = 0;
+    // Shown at once; null without a display.
+    virtual Kv::Ptr<iStatusWindow> createStatusWindow(Kv::Ptr<iStatusWindow::iContents> contents,
+                                                      const XY<int>& size, const XY<int>& position) = 0;
     virtual Kv::Ptr<iRegion> createRegion(const iRegion::Rectangles& rectangles) = 0;
     // Adds every installed family; what the set held stays.
     virtual void getAvailableFonts(FamilyNames& families) const = 0;

@@ -47,6 +47,18 @@ void WindowManager::init()
     initialised_ = true;
 }
 
+Kv::Ptr<iRootWindow> WindowManager::createRootWindow(iImageBase::eLocation) { return {}; }
+
+Kv::Ptr<iVideoWindow> WindowManager::createVideoWindowFullscreen() { return {}; }
+
+Kv::Ptr<iChildVideoWindow> WindowManager::createVideoWindow(const XY<int>&, const XY<int>&) { return {}; }
+
+Kv::Ptr<iStatusWindow> WindowManager::createStatusWindow(Kv::Ptr<iStatusWindow::iContents>, const XY<int>&,
+                                                         const XY<int>&)
+{
+    return {};
+}
+
 Kv::Ptr<iRegion> WindowManager::createRegion(const iRegion::Rectangles& rectangles)
 {
     return Kv::Ptr<iRegion>(new Region(rectangles));

@@ -10,6 +10,11 @@ public:
     // Primes the GL side before any window; later calls return at once.
     void init();
 
+    Kv::Ptr<iRootWindow> createRootWindow(iImageBase::eLocation location) override;
+    Kv::Ptr<iVideoWindow> createVideoWindowFullscreen() override;
+    Kv::Ptr<iChildVideoWindow> createVideoWindow(const XY<int>& size, const XY<int>& position) override;
+    Kv::Ptr<iStatusWindow> createStatusWindow(Kv::Ptr<iStatusWindow::iContents> contents, const XY<int>& size,
+                                              const XY<int>& position) override;
     Kv::Ptr<iRegion> createRegion(const iRegion::Rectangles& rectangles) override;
     void getAvailableFonts(FamilyNames& families) const override;
     LightweightString<wchar_t> getDefaultFont() const override;

@@ -7,6 +7,7 @@
 #include <X11/Xlib.h>
 
 #include <algorithm>
+#include <clocale>
 #include <cerrno>
 #include <cstdint>
 #include <cstdlib>
@@ -51,6 +52,8 @@ X11Application::X11Application(const char* displayName) : wakeFd(eventfd(0, EFD_
 
 X11Application::~X11Application()
 {
+    if (inputMethod_)
+        XCloseIM(inputMethod_);
     // Xlib knows a connection that it lost and only frees its memory.
     if (connection)
         XCloseDisplay(connection);
@@ -114,11 +117,47 @@ void X11Application::run()
 
 void X11Application::readDisplay()
 {
-    // No windows yet take events: they are read to keep the connection flowing.
     while (!connectionLost && XPending(connection)) {
         XEvent event;
         XNextEvent(connection, &event);
+        // The input method takes the key events of its compositions.
+        if (XFilterEvent(&event, None))
+            continue;
+        if (XEventSink* sink = findWindow(event.xany.window))
+            sink->handleXEvent(event);
     }
+}
+
+void X11Application::addWindow(unsigned long window, XEventSink* sink) { windows[window] = sink; }
+
+void X11Application::removeWindow(unsigned long window) { windows.erase(window); }
+
+XEventSink* X11Application::findWindow(unsigned long window) const
+{
+    const auto found = windows.find(window);
+    return found == windows.end() ? nullptr : found->second;
+}
+
+unsigned long X11Application::atom(const char* name)
+{
+    if (!display())
+        return None;
+    unsigned long& interned = atoms[name];
+    if (interned == None)
+        interned = XInternAtom(connection, name, False);
+    return interned;
+}
+
+XIM X11Application::inputMethod()
+{
+    if (!inputMethodOpened && display()) {
+        inputMethodOpened = true;
+        // Xlib reads the locale's input method from the process's locale.
+        if (std::setlocale(LC_CTYPE, nullptr) && XSupportsLocale())
+            XSetLocaleModifiers("");
+        inputMethod_ = XOpenIM(connection, nullptr, nullptr, nullptr);
+    }
+    return inputMethod_;
 }
 
 void X11Application::runPostedWork()

@@ -2,12 +2,27 @@
 
 #include <deque>
 #include <functional>
+#include <map>
 #include <mutex>
+#include <string>
 #include <vector>
 
 class TimerRedirector;
-// Xlib's own declaration; its header's macros stay out of every includer.
+// Xlib's own declarations; its header's macros stay out of every includer.
 typedef struct _XDisplay Display;
+typedef union _XEvent XEvent;
+typedef struct _XIM* XIM;
+
+// Whatever owns an X window of the library: it gets that window's events on
+// the loop's thread.
+class XEventSink
+{
+public:
+    virtual void handleXEvent(const XEvent& event) = 0;
+
+protected:
+    ~XEventSink() = default;
+};
 
 // The X connection and the main loop. The loop waits in poll on the
 // connection, an eventfd that other threads write to, and the earliest due
@@ -46,6 +61,19 @@ public:
     void run();
     void stop();
 
+    // The sink gets the window's events until removed. A window without a
+    // sink has its events dropped.
+    void addWindow(unsigned long window, XEventSink* sink);
+    void removeWindow(unsigned long window);
+    // Null once the window is gone: work posted for a window checks here.
+    XEventSink* findWindow(unsigned long window) const;
+
+    // Interned on first use; 0 without a connection.
+    unsigned long atom(const char* name);
+    // The input method of the locale, opened on first use; null where there
+    // is none, and then keys give their own characters.
+    XIM inputMethod();
+
     // The redirector fires on this loop until removed.
     void addTimer(TimerRedirector* timer);
     void removeTimer(TimerRedirector* timer);
@@ -63,6 +91,10 @@ private:
     bool stopping = false;
     bool connectionLost = false;
     std::vector<TimerRedirector*> timers;
+    std::map<unsigned long, XEventSink*> windows;
+    std::map<std::string, unsigned long> atoms;
+    XIM inputMethod_ = nullptr;
+    bool inputMethodOpened = false;
     std::mutex workLock;
     std::deque<std::function<void()>> work;
 };
