@@ -1,4 +1,5 @@
 #include "MainLoop.h"
+#include "QtUtils.h"
 #include "Region.h"
 #include "RootWindow.h"
 #include "WindowManager.h"
@@ -69,16 +70,18 @@ namespace
         return base.window()->contentFrame();
     }
 
-    unsigned long pixelAt(const iRootWindow& window, int x, int y)
+    uint32_t pixelAt(Window window, int x, int y)
     {
-        Display* display = X11Application::instance().display();
-        XImage* image = XGetImage(display, dynamic_cast<const RootWindowBase&>(window).view()->window(), x, y, 1, 1,
-                                  AllPlanes, ZPixmap);
-        const unsigned long pixel = *reinterpret_cast<uint32_t*>(image->data) & 0xFFFFFF;
+        XImage* image = XGetImage(X11Application::instance().display(), window, x, y, 1, 1, AllPlanes, ZPixmap);
+        const uint32_t pixel = *reinterpret_cast<uint32_t*>(image->data) & 0xFFFFFF;
         XFree(image->data);
-        image->data = nullptr;
         XFree(image);
         return pixel;
+    }
+
+    uint32_t pixelAt(const iRootWindow& window, int x, int y)
+    {
+        return pixelAt(dynamic_cast<const RootWindowBase&>(window).view()->window(), x, y);
     }
 }
 
@@ -204,6 +207,53 @@ TEST(RootWindow, UnderAWindowManagerOversizedWindowsFillTheScreenAndCloseOnlyAsk
         return std::find(recorder->windowEvents.begin(), recorder->windowEvents.end(), 4u) !=
                recorder->windowEvents.end();
     }));
+    // The presentation style covers the panels while it is on.
+    QtUtils::setPresentationStyle(QtUtils::ePresentationFullScreen);
+    EXPECT_EQ(QtUtils::getPresentationStyle(), 1);
+    EXPECT_TRUE(runLoopUntil([&] { return contentOnScreen(*placed) == Kv::Rectangle<int>{0, 0, 1280, 1024}; }));
+    QtUtils::setPresentationStyle(QtUtils::ePresentationOff);
+    EXPECT_EQ(QtUtils::getPresentationStyle(), 0);
+    EXPECT_TRUE(runLoopUntil([&] { return placedBase.window()->outerFrame() == Kv::Rectangle<int>{100, 80, 500, 380}; }));
+
     placed->minimise();
     EXPECT_TRUE(runLoopUntil([&] { return placed->isMinimised(); }));
+}
+
+TEST(RootWindow, StatusWindowIsPaintedByItsContents)
+{
+    REQUIRE_XVFB(XvfbServer::shared());
+    struct Green : iStatusWindow::iContents
+    {
+        XY<int> painted;
+        void paint(iGraphicPrimitivesRenderer& renderer, const XY<int>& size) override
+        {
+            RectDescription fill;
+            fill.rect = {0, 0, size.x, size.y};
+            fill.colour = NormalisedRGB(0, 1, 0);
+            renderer.renderMulti(&fill, 1);
+            painted = size;
+        }
+    };
+    Kv::Ptr<Green> contents(new Green);
+    Kv::Ptr<iStatusWindow> status = OS()->windowMgr()->createStatusWindow(
+        Kv::Ptr<iStatusWindow::iContents>(contents), XY<int>(120, 40), XY<int>(300, 300));
+    ASSERT_TRUE(status);
+    ASSERT_TRUE(runLoopUntil([&] { return contents->painted == XY<int>(120, 40); }));
+    EXPECT_EQ(pixelAt(DefaultRootWindow(X11Application::instance().display()), 360, 320), 0x00FF00u);
+}
+
+// Run alone, as ctest runs each test: the process's connection must not be open yet.
+TEST(RootWindow, WithoutADisplayRealizeFailsWithALogLine)
+{
+    if (X11Application::instance().display())
+        GTEST_SKIP() << "this process opened its X connection before";
+    testing::internal::CaptureStdout();
+    Kv::Ptr<iRootWindow> window = OS()->windowMgr()->createRootWindow(iImageBase::eHostMemory);
+    EXPECT_FALSE(window->realize(argsAt(0, 0, 100, 100)));
+    EXPECT_FALSE(OS()->windowMgr()->createStatusWindow({}, XY<int>(10, 10), XY<int>(0, 0)));
+    const std::string output = testing::internal::GetCapturedStdout();
+    EXPECT_NE(output.find("Cannot make a window without an X display"), std::string::npos) << output;
+    window->requestRepaint(Kv::Ptr<iRegion>(new Region(Kv::Rectangle<int>{0, 0, 10, 10})));
+    window->postUserMessage();
+    EXPECT_EQ(window->getSize(), XY<int>(0, 0));
 }

@@ -1,6 +1,7 @@
 #include "QtUtils.h"
 
-#include <atomic>
+#include "RootWindowImpl.h"
+
 #include <cstdio>
 #include <cstring>
 #include <gio/gio.h>
@@ -8,12 +9,6 @@
 
 namespace
 {
-    // The presentation options: 5 hides the panels and docks, 0 shows them.
-    // Bit 2 says whether the panels are hidden.
-    std::atomic<unsigned> presentationOptions_{0};
-    constexpr unsigned kHidePanels = 5;
-    constexpr unsigned kPanelsHiddenBit = 4;
-
     // PRETTY_NAME of /etc/os-release, without its quotes; empty when there is none.
     void readDistributionName(char* name, size_t size)
     {
@@ -39,9 +34,9 @@ namespace
     GFile* fileFor(const LightweightString<char>& path) { return g_file_new_for_path(path.c_str()); }
 }
 
-void QtUtils::setPresentationStyle(ePresentationStyle style) { presentationOptions_ = style ? kHidePanels : 0; }
+void QtUtils::setPresentationStyle(ePresentationStyle style) { RootWindowImpl::coverDesktop(style != ePresentationOff); }
 
-int QtUtils::getPresentationStyle() { return (presentationOptions_ & kPanelsHiddenBit) ? 1 : 0; }
+int QtUtils::getPresentationStyle() { return RootWindowImpl::coversDesktop() ? 1 : 0; }
 
 void QtUtils::getOSVersion(char* out)
 {

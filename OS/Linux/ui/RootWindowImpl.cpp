@@ -5,11 +5,14 @@
 #include <X11/Xutil.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 #include <poll.h>
 
 namespace
 {
+    std::atomic<bool> covering = false;
+
     // Every realised root window of the process, in the order made.
     std::vector<RootWindowImpl*>& allWindows()
     {
@@ -136,10 +139,7 @@ RootWindowImpl::RootWindowImpl(const Kv::Rectangle<int>& frame, const iRootWindo
     XSetWMNormalHints(display_, window_, hints);
     XFree(hints);
 
-    if (onTop_)
-        changeState(true, "_NET_WM_STATE_ABOVE");
-    if (fullScreen_)
-        changeState(true, "_NET_WM_STATE_FULLSCREEN");
+    applyStates();
 }
 
 RootWindowImpl::~RootWindowImpl()
@@ -190,6 +190,17 @@ void RootWindowImpl::show(bool takeFocus)
     }
     focusOnMap_ = takeFocus;
     XMapRaised(display_, window_);
+    XFlush(display_);
+}
+
+void RootWindowImpl::setVisible(bool visible)
+{
+    if (!X11Application::instance().display() || !window_)
+        return;
+    if (visible)
+        XMapWindow(display_, window_);
+    else
+        XUnmapWindow(display_, window_);
     XFlush(display_);
 }
 
@@ -275,10 +286,6 @@ bool RootWindowImpl::isMaximised() const
     return hasState("_NET_WM_STATE_MAXIMIZED_VERT") && hasState("_NET_WM_STATE_MAXIMIZED_HORZ");
 }
 
-void RootWindowImpl::setOnTop(bool onTop) { changeState(onTop, "_NET_WM_STATE_ABOVE"); }
-
-void RootWindowImpl::setFullScreen(bool fullScreen) { changeState(fullScreen, "_NET_WM_STATE_FULLSCREEN"); }
-
 bool RootWindowImpl::hasState(const char* state) const
 {
     if (!X11Application::instance().display() || !window_)
@@ -345,10 +352,17 @@ void RootWindowImpl::hideAll()
 
 void RootWindowImpl::coverDesktop(bool cover)
 {
-    for (RootWindowImpl* window : allWindows()) {
-        window->changeState(cover || window->fullScreen_, "_NET_WM_STATE_FULLSCREEN");
-        window->changeState(cover || window->onTop_, "_NET_WM_STATE_ABOVE");
-    }
+    covering = cover;
+    for (RootWindowImpl* window : allWindows())
+        window->applyStates();
+}
+
+bool RootWindowImpl::coversDesktop() { return covering; }
+
+void RootWindowImpl::applyStates()
+{
+    changeState(covering || fullScreen_, "_NET_WM_STATE_FULLSCREEN");
+    changeState(covering || onTop_, "_NET_WM_STATE_ABOVE");
 }
 
 void RootWindowImpl::sendWindowEvent(uint32_t type) const

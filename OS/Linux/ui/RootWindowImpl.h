@@ -38,10 +38,9 @@ public:
     void setKeyboardView(XEventSink* view) { keyboardView_ = view; }
 
     void show(bool takeFocus);
+    void setVisible(bool visible);
     void setTitle(const LightweightString<char>& utf8);
     void setSizeLimits(const XY<int>& minSize, const XY<int>& maxSize);
-    void setOnTop(bool onTop);
-    void setFullScreen(bool fullScreen);
     // Moves the outer frame's top left there.
     void moveTo(const XY<int>& topLeft);
     void minimise();
@@ -55,14 +54,17 @@ public:
     static void postUserMessage(unsigned long window);
     // Minimises every root window of the application.
     static void hideAll();
-    // Applies or lifts the presentation style on every root window.
+    // While on, every root window, also those made later, covers the
+    // desktop's panels and docks; off gives each its own state back.
     static void coverDesktop(bool cover);
+    static bool coversDesktop();
 
     void handleXEvent(const XEvent& event) override;
 
 private:
     void sendWindowEvent(uint32_t type) const;
     void onUserMessage();
+    void applyStates();
     bool hasState(const char* state) const;
     void changeState(bool add, const char* state);
 

@@ -6,6 +6,7 @@
 #include "OpenGLUtils.h"
 #include "Region.h"
 #include "RootWindow.h"
+#include "StatusWindow.h"
 #include "X11Application.h"
 #include "iOperatingSystem.h"
 #include "iUtils.h"
@@ -60,10 +61,12 @@ Kv::Ptr<iVideoWindow> WindowManager::createVideoWindowFullscreen() { return {}; 
 
 Kv::Ptr<iChildVideoWindow> WindowManager::createVideoWindow(const XY<int>&, const XY<int>&) { return {}; }
 
-Kv::Ptr<iStatusWindow> WindowManager::createStatusWindow(Kv::Ptr<iStatusWindow::iContents>, const XY<int>&,
-                                                         const XY<int>&)
+Kv::Ptr<iStatusWindow> WindowManager::createStatusWindow(Kv::Ptr<iStatusWindow::iContents> contents,
+                                                         const XY<int>& size, const XY<int>& position)
 {
-    return {};
+    init();
+    Kv::Ptr<StatusWindow> window(new StatusWindow(std::move(contents), size, position));
+    return window->isRealised() ? Kv::Ptr<iStatusWindow>(window) : Kv::Ptr<iStatusWindow>();
 }
 
 Kv::Ptr<iRegion> WindowManager::createRegion(const iRegion::Rectangles& rectangles)

@@ -20,12 +20,17 @@ namespace
     // Xlib's default handler exits the process; the exit handler set per
     // display decides what happens instead.
     int quietIOError(Display*) { return 0; }
+    // Xlib's default handler of protocol errors exits too. A request on a
+    // window that the window manager or the server already let go of is no
+    // reason to end the editor.
+    int quietError(Display*, XErrorEvent*) { return 0; }
 
     void initialiseXlib()
     {
         static const bool initialised = [] {
             XInitThreads();
             XSetIOErrorHandler(quietIOError);
+            XSetErrorHandler(quietError);
             return true;
         }();
         (void)initialised;
