@@ -16,7 +16,7 @@
 
 extern char** environ;
 
-XvfbServer::XvfbServer()
+XvfbServer::XvfbServer(const char* screen)
 {
     int pipeFds[2];
     if (pipe(pipeFds) != 0)
@@ -25,7 +25,7 @@ XvfbServer::XvfbServer()
     const std::string writeFd = std::to_string(pipeFds[1]);
     // -noreset: the server keeps its state, the pointer's place among it,
     // when its last client leaves, as a tool run by a test may be.
-    const char* const argv[] = {"Xvfb", "-displayfd", writeFd.c_str(), "-screen", "0", "1280x1024x24",
+    const char* const argv[] = {"Xvfb", "-displayfd", writeFd.c_str(), "-screen", "0", screen,
                                 "-nolisten", "tcp", "-noreset", nullptr};
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);

@@ -10,7 +10,8 @@
 class XvfbServer
 {
 public:
-    XvfbServer();
+    // The screen as Xvfb's -screen takes it.
+    explicit XvfbServer(const char* screen = "1280x1024x24");
     ~XvfbServer();
 
     XvfbServer(const XvfbServer&) = delete;
