@@ -34,13 +34,21 @@ public:
     // others are left alone.
     void dispatch(const XEvent& event);
 
-    // A key through the key table and the quit and hide keys; modifier keys
-    // give their synthesised key events.
+    // A KeyPress or KeyRelease through the key table and the quit and hide
+    // keys; modifier keys give their synthesised key events.
     void handleKeyEvent(const XEvent& event, KeyEvent::eType type);
     // Forwards the record as it is: composed text comes this way.
     void keyEvent(const KeyEvent& event);
     void handleDragDropEvent(const FileDragDropEvent& event);
 
+    // The character a keysym types, 0 for none.
+    static uint32_t characterOf(unsigned long keysym);
+
 private:
+    void mouseEvent(const MouseEvent& event) const;
+    void windowEvent(uint32_t type) const;
+    void crossing(const XEvent& event) const;
+    void flagsChanged(const XEvent& event);
+
     Kv::Ptr<iEventHandler> handler_;
 };

@@ -2,8 +2,9 @@
 
 #include "EventRedirector.h"
 
+#include <string>
+
 typedef struct _XIC* XIC;
-typedef union _XEvent XEvent;
 
 // The text input of a view: an input context of the process's input method.
 // Special keys and shortcuts go to the redirector as keys; typed and composed
@@ -25,7 +26,21 @@ public:
     void setEnabled(bool enabled);
 
 private:
+    // The input method's pre-edit callbacks; self is the text input.
+    static int onPreeditStart(XIC, char* self, char*);
+    static int onPreeditDone(XIC, char* self, char*);
+    static int onPreeditDraw(XIC, char* self, char* change);
+    static int onPreeditCaret(XIC, char*, char*);
+
+    void createContext(unsigned long window);
+    void sendText(const std::wstring& text) const;
+
     EventRedirector& redirector_;
     XIC context_ = nullptr;
     bool enabled_ = true;
+    // Composed text goes out with the time stamp and modifiers of the key
+    // press that finished or changed it.
+    uint32_t keyTime_ = 0;
+    uint32_t keyModifiers_ = 0;
+    std::wstring preedit_;
 };
