@@ -228,8 +228,13 @@ void EventRedirector::handleKeyEvent(const XEvent& event, KeyEvent::eType type)
     record.modifiers = KeyMap::getKeyModifiers(key.state);
     record.type = type;
     record.key = KeyMap::mapKeyCode(typed);
-    if (!record.key)
-        record.key = characterOf(record.modifiers == Kv::Modifier::Command ? typed : unmodified);
+    if (!record.key) {
+        // Ignoring the modifiers leaves Shift in, as on the desktops the
+        // key table comes from.
+        const KeySym shifted = (key.state & ShiftMask) ? XLookupKeysym(&key, 1) : NoSymbol;
+        const KeySym ignoringModifiers = shifted != NoSymbol ? shifted : unmodified;
+        record.key = characterOf(record.modifiers == Kv::Modifier::Command ? typed : ignoringModifiers);
+    }
 
     if (isCommandShortcut(record, 'Q')) {
         if (type == KeyEvent::KeyUp)
