@@ -15,17 +15,36 @@
 #include <vector>
 // Last: Xlib's macros would clash with the names above.
 #include <X11/Xlib.h>
+#include <X11/extensions/XTest.h>
+#include <X11/keysym.h>
 
 namespace
 {
     struct Recorder : iEventHandler
     {
+        std::vector<MouseEvent> mouseEvents;
+        std::vector<uint32_t> keys;
         std::vector<uint32_t> windowEvents;
         std::vector<Kv::Rectangle<int>> paints;
         std::atomic<int> userEvents = 0;
         int32_t userAnswer = 0;
         RectDescription fill;
 
+        int handleMouseEvent(const MouseEvent& event) override
+        {
+            if (event.type != MouseEvent::Move)
+                mouseEvents.push_back(event);
+            return 0;
+        }
+        int handleKeyEvent(const KeyEvent& event) override
+        {
+            keys.push_back(event.key);
+            return 0;
+        }
+        bool hasWindowEvent(uint32_t type) const
+        {
+            return std::find(windowEvents.begin(), windowEvents.end(), type) != windowEvents.end();
+        }
         int handleWindowEvent(const WindowEvent& event) override
         {
             windowEvents.push_back(event.type);
@@ -203,10 +222,7 @@ TEST(RootWindow, UnderAWindowManagerOversizedWindowsFillTheScreenAndCloseOnlyAsk
     close.xclient.format = 32;
     close.xclient.data.l[0] = long(X11Application::instance().atom("WM_DELETE_WINDOW"));
     XSendEvent(display, close.xclient.window, False, NoEventMask, &close);
-    EXPECT_TRUE(runLoopUntil([&] {
-        return std::find(recorder->windowEvents.begin(), recorder->windowEvents.end(), 4u) !=
-               recorder->windowEvents.end();
-    }));
+    EXPECT_TRUE(runLoopUntil([&] { return recorder->hasWindowEvent(4); }));
     // The presentation style covers the panels while it is on.
     QtUtils::setPresentationStyle(QtUtils::ePresentationFullScreen);
     EXPECT_EQ(QtUtils::getPresentationStyle(), 1);
@@ -256,4 +272,42 @@ TEST(RootWindow, WithoutADisplayRealizeFailsWithALogLine)
     window->requestRepaint(Kv::Ptr<iRegion>(new Region(Kv::Rectangle<int>{0, 0, 10, 10})));
     window->postUserMessage();
     EXPECT_EQ(window->getSize(), XY<int>(0, 0));
+}
+
+TEST(RootWindow, PointerAndKeysFromXTestReachTheHandler)
+{
+    REQUIRE_XVFB(XvfbServer::shared());
+    Kv::Ptr<Recorder> recorder(new Recorder);
+    Kv::Ptr<iRootWindow> window = realized(argsAt(200, 100, 300, 200, Kv::Ptr<iEventHandler>(recorder)));
+    ASSERT_TRUE(runLoopUntil([&] { return !recorder->paints.empty(); }));
+
+    // XTest acts through a connection of its own, as a user's devices would.
+    Display* devices = XOpenDisplay(nullptr);
+    ASSERT_NE(devices, nullptr);
+    XTestFakeMotionEvent(devices, -1, 250, 130, CurrentTime);
+    XTestFakeButtonEvent(devices, 1, True, CurrentTime);
+    XTestFakeButtonEvent(devices, 1, False, CurrentTime);
+    XTestFakeButtonEvent(devices, 5, True, CurrentTime);
+    XTestFakeButtonEvent(devices, 5, False, CurrentTime);
+    auto type = [&](KeySym keysym) {
+        XTestFakeKeyEvent(devices, XKeysymToKeycode(devices, keysym), True, CurrentTime);
+        XTestFakeKeyEvent(devices, XKeysymToKeycode(devices, keysym), False, CurrentTime);
+    };
+    type(XK_F12);
+    XTestFakeKeyEvent(devices, XKeysymToKeycode(devices, XK_Control_L), True, CurrentTime);
+    type(XK_q);
+    XTestFakeKeyEvent(devices, XKeysymToKeycode(devices, XK_Control_L), False, CurrentTime);
+    XSync(devices, False);
+    EXPECT_TRUE(runLoopUntil([&] { return recorder->hasWindowEvent(4); }));
+    XCloseDisplay(devices);
+
+    EXPECT_TRUE(recorder->hasWindowEvent(5)) << "entering gives the window the keyboard";
+    ASSERT_EQ(recorder->mouseEvents.size(), 3u);
+    EXPECT_EQ(recorder->mouseEvents[0].type, uint32_t(MouseEvent::LeftDown));
+    EXPECT_EQ(recorder->mouseEvents[0].position, XY<int>(50, 30));
+    EXPECT_EQ(recorder->mouseEvents[1].type, uint32_t(MouseEvent::LeftUp));
+    EXPECT_EQ(recorder->mouseEvents[2].type, uint32_t(MouseEvent::Wheel));
+    EXPECT_EQ(recorder->mouseEvents[2].wheelDelta, -1);
+    // F12, then the Control key's own press and release around the quit key.
+    EXPECT_EQ(recorder->keys, (std::vector<uint32_t>{Kv::Key::F1 + 11, Kv::Key::F1 + 11, 0, 0}));
 }
