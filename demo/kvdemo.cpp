@@ -4,8 +4,10 @@
 // sheet of every primitive saved as kvdemo-2d.png, the same sheet drawn on the
 // GPU with what only the GPU draws saved as kvdemo-gpu.png, effects, 3D and
 // compute on one picture saved as kvdemo-fx.png, and cryptography: digests, an
-// RSA and an AES round trip.
+// RSA and an AES round trip. With --windows it opens a window with a video
+// window inside instead, where a display is open.
 #include "EffectsTour.h"
+#include "WindowsTour.h"
 #include "GPUNumericFont.h"
 #include "OS.h"
 
@@ -501,6 +503,10 @@ int main(int argc, char** argv)
         utils()->log("the same log, as an application named reelTale... writes it\n", nullptr);
         return 0;
     }
+    // --windows [seconds]: the window tour, until Control+Q or for that long;
+    // without a display the headless tours run instead.
+    if (argc > 1 && std::strcmp(argv[1], "--windows") == 0 && windowsTour(argc > 2 ? std::atoi(argv[2]) : 0))
+        return 0;
 
     OS();
     char name[16] = {};

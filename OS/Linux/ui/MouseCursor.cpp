@@ -1,5 +1,7 @@
 #include "MouseCursor.h"
 
+#include "RootWindowImpl.h"
+
 #include "CairoImage.h"
 #include "X11Application.h"
 
@@ -113,8 +115,9 @@ void MouseCursor::makeCurrent()
     Display* display = X11Application::instance().display();
     if (!display || cursor_ == None)
         return;
-    // No window of ours exists yet: the root window of the default screen
-    // takes the cursor.
+    // The root window shows it where no window of ours is yet; views show
+    // their top-level window's.
     XDefineCursor(display, DefaultRootWindow(display), cursor_);
+    RootWindowImpl::defineCursor(cursor_);
     XFlush(display);
 }

@@ -12,6 +12,7 @@
 namespace
 {
     std::atomic<bool> covering = false;
+    unsigned long currentCursor = None;
 
     // Every realised root window of the process, in the order made.
     std::vector<RootWindowImpl*>& allWindows()
@@ -140,6 +141,8 @@ RootWindowImpl::RootWindowImpl(const Kv::Rectangle<int>& frame, const iRootWindo
     XFree(hints);
 
     applyStates();
+    if (currentCursor != None)
+        XDefineCursor(display_, window_, currentCursor);
 }
 
 RootWindowImpl::~RootWindowImpl()
@@ -358,6 +361,13 @@ void RootWindowImpl::coverDesktop(bool cover)
 }
 
 bool RootWindowImpl::coversDesktop() { return covering; }
+
+void RootWindowImpl::defineCursor(unsigned long cursor)
+{
+    currentCursor = cursor;
+    for (RootWindowImpl* window : allWindows())
+        XDefineCursor(window->display_, window->window_, cursor);
+}
 
 void RootWindowImpl::applyStates()
 {

@@ -58,6 +58,8 @@ public:
     // desktop's panels and docks; off gives each its own state back.
     static void coverDesktop(bool cover);
     static bool coversDesktop();
+    // Every root window shows this cursor, also those made later.
+    static void defineCursor(unsigned long cursor);
 
     void handleXEvent(const XEvent& event) override;
 

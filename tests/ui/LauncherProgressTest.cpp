@@ -1,0 +1,105 @@
+#include "LauncherProgress.h"
+
+#include <gtest/gtest.h>
+
+#include <gio/gio.h>
+
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+namespace
+{
+    // A session bus of the test's own, the process's from its start on.
+    class PrivateSessionBus
+    {
+    public:
+        PrivateSessionBus()
+        {
+            FILE* daemon = popen("dbus-daemon --session --fork --print-address=1 --print-pid=1 2>/dev/null", "r");
+            if (!daemon)
+                return;
+            char address[512] = {};
+            char pid[32] = {};
+            if (std::fgets(address, sizeof address, daemon) && std::fgets(pid, sizeof pid, daemon)) {
+                address[std::strcspn(address, "\n")] = 0;
+                address_ = address;
+                pid_ = std::atoi(pid);
+            }
+            pclose(daemon);
+            if (!address_.empty())
+                setenv("DBUS_SESSION_BUS_ADDRESS", address_.c_str(), 1);
+        }
+        ~PrivateSessionBus()
+        {
+            if (pid_ > 0)
+                kill(pid_, SIGTERM);
+        }
+        bool running() const { return !address_.empty(); }
+
+    private:
+        std::string address_;
+        int pid_ = 0;
+    };
+
+    struct Update
+    {
+        double progress;
+        bool visible;
+    };
+
+    void onUpdate(GDBusConnection*, const char*, const char*, const char*, const char*, GVariant* parameters,
+                  gpointer updates)
+    {
+        const char* uri = nullptr;
+        GVariant* properties = nullptr;
+        g_variant_get(parameters, "(&s@a{sv})", &uri, &properties);
+        Update update{-1, false};
+        g_variant_lookup(properties, "progress", "d", &update.progress);
+        gboolean visible = FALSE;
+        g_variant_lookup(properties, "progress-visible", "b", &visible);
+        update.visible = visible;
+        static_cast<std::vector<Update>*>(updates)->push_back(update);
+        g_variant_unref(properties);
+    }
+}
+
+TEST(LauncherProgress, ShowsTheBarOnlyStrictlyBetweenNoneAndDone)
+{
+    PrivateSessionBus bus;
+    if (!bus.running()) {
+        const char* ci = std::getenv("CI");
+        if (ci && std::string(ci) == "true")
+            FAIL() << "dbus-daemon cannot start on CI";
+        GTEST_SKIP() << "dbus-daemon cannot start";
+    }
+    GDBusConnection* listener = g_dbus_connection_new_for_address_sync(
+        std::getenv("DBUS_SESSION_BUS_ADDRESS"),
+        GDBusConnectionFlags(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
+                             G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
+        nullptr, nullptr, nullptr);
+    ASSERT_NE(listener, nullptr);
+    std::vector<Update> updates;
+    g_dbus_connection_signal_subscribe(listener, nullptr, "com.canonical.Unity.LauncherEntry", "Update", nullptr,
+                                       nullptr, G_DBUS_SIGNAL_FLAGS_NONE, onUpdate, &updates, nullptr);
+    // The match rule is in force once the bus has answered a call after it.
+    g_dbus_connection_call_sync(listener, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+                                "GetId", nullptr, nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
+
+    for (double value : {0.5, 0.0, 1.0, 0.25})
+        LauncherProgress::instance().show(value);
+    for (int spins = 0; spins < 500 && updates.size() < 4; ++spins)
+        g_main_context_iteration(nullptr, FALSE), g_usleep(2000);
+
+    ASSERT_EQ(updates.size(), 4u);
+    EXPECT_TRUE(updates[0].visible);
+    EXPECT_DOUBLE_EQ(updates[0].progress, 0.5);
+    EXPECT_FALSE(updates[1].visible);
+    EXPECT_FALSE(updates[2].visible);
+    EXPECT_TRUE(updates[3].visible);
+    EXPECT_DOUBLE_EQ(updates[3].progress, 0.25);
+    g_object_unref(listener);
+}
