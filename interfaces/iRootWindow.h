@@ -9,10 +9,9 @@
 #include "iImageBase.h"
 #include "iRegion.h"
 #include "iTimer.h"
+#include "iVideoWindow.h"
 
 #include <cstdint>
-
-class iVideoWindowBackBuffer;
 
 // A top-level window as the application sees it. Sizes and positions are in
 // backing pixels. Every operation but postUserMessage belongs on the main

@@ -1,5 +1,8 @@
 #include "XvfbServer.h"
 
+#include <chrono>
+#include <thread>
+
 #include <csignal>
 #include <fcntl.h>
 #include <cstdlib>
@@ -7,6 +10,9 @@
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+// Last: Xlib's macros would clash with the names above.
+#include <X11/Xlib.h>
 
 extern char** environ;
 
@@ -43,6 +49,10 @@ XvfbServer::XvfbServer()
 
 XvfbServer::~XvfbServer()
 {
+    if (windowManagerPid > 0) {
+        ::kill(windowManagerPid, SIGTERM);
+        waitpid(windowManagerPid, nullptr, 0);
+    }
     if (pid <= 0)
         return;
     ::kill(pid, SIGTERM);
@@ -62,4 +72,48 @@ XvfbServer& XvfbServer::shared()
     static const bool exported = !server.displayName().empty() && setenv("DISPLAY", server.displayName().c_str(), 1) == 0;
     (void)exported;
     return server;
+}
+
+bool XvfbServer::startWindowManager()
+{
+    if (name.empty())
+        return false;
+    if (windowManagerPid > 0)
+        return true;
+    std::string display = "DISPLAY=" + name;
+    char* const envp[] = {display.data(), nullptr};
+    const char* const argv[] = {"openbox", "--sm-disable", nullptr};
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
+    const bool spawned = posix_spawnp(&windowManagerPid, "openbox", &actions, nullptr,
+                                      const_cast<char* const*>(argv), envp) == 0;
+    posix_spawn_file_actions_destroy(&actions);
+    if (!spawned) {
+        windowManagerPid = -1;
+        return false;
+    }
+    // It manages windows once it has announced itself on the root window.
+    Display* probe = XOpenDisplay(name.c_str());
+    if (!probe)
+        return false;
+    const Atom check = XInternAtom(probe, "_NET_SUPPORTING_WM_CHECK", False);
+    bool running = false;
+    for (int waited = 0; waited < 10000 && !running; waited += 20) {
+        Atom type = None;
+        int format = 0;
+        unsigned long count = 0;
+        unsigned long remaining = 0;
+        unsigned char* data = nullptr;
+        XGetWindowProperty(probe, DefaultRootWindow(probe), check, 0, 1, False, AnyPropertyType, &type, &format,
+                           &count, &remaining, &data);
+        running = count == 1;
+        if (data)
+            XFree(data);
+        if (!running)
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    XCloseDisplay(probe);
+    return running;
 }

@@ -20,12 +20,16 @@ public:
     const std::string& displayName() const { return name; }
     // Ends the server at once, as a crash would.
     void kill();
+    // Starts openbox on the server and waits until it manages windows;
+    // false when it does not come up. It ends with the server.
+    bool startWindowManager();
 
     // The program's shared server, made the $DISPLAY of the process on first use.
     static XvfbServer& shared();
 
 private:
     pid_t pid = -1;
+    pid_t windowManagerPid = -1;
     std::string name;
 };
 

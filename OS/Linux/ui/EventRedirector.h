@@ -10,7 +10,6 @@
 #include <cstdint>
 
 typedef union _XEvent XEvent;
-struct XKeyEvent;
 
 // Between a view and the application's handler: turns X input events into
 // the library's event records, with its key codes, modifier bits and mouse
@@ -37,7 +36,7 @@ public:
 
     // A key through the key table and the quit and hide keys; modifier keys
     // give their synthesised key events.
-    void handleKeyEvent(const XKeyEvent& event, KeyEvent::eType type);
+    void handleKeyEvent(const XEvent& event, KeyEvent::eType type);
     // Forwards the record as it is: composed text comes this way.
     void keyEvent(const KeyEvent& event);
     void handleDragDropEvent(const FileDragDropEvent& event);

@@ -5,6 +5,7 @@
 #include "XView.h"
 #include "iRootWindow.h"
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 
@@ -66,4 +67,6 @@ protected:
 
 private:
     bool enabled_ = true;
+    // The one thing other threads read: where their user messages go.
+    std::atomic<unsigned long> cachedWindow_ = 0;
 };

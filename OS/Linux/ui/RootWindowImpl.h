@@ -34,6 +34,8 @@ public:
     void setHandler(const Kv::Ptr<iEventHandler>& handler) { handler_ = handler; }
     // Called with the new content size whenever the server resizes it.
     void onContentResize(std::function<void(const XY<int>&)> resized) { contentResized_ = std::move(resized); }
+    // Keys typed while the pointer is outside every view go to this one.
+    void setKeyboardView(XEventSink* view) { keyboardView_ = view; }
 
     void show(bool takeFocus);
     void setTitle(const LightweightString<char>& utf8);
@@ -68,9 +70,11 @@ private:
     unsigned long window_ = 0;
     Kv::Ptr<iEventHandler> handler_;
     std::function<void(const XY<int>&)> contentResized_;
+    XEventSink* keyboardView_ = nullptr;
     Kv::Rectangle<int> content_;
     bool titleBar_ = true;
     bool focused_ = false;
+    bool focusOnMap_ = false;
     bool onTop_ = false;
     bool fullScreen_ = false;
 };

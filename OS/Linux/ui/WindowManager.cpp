@@ -5,6 +5,7 @@
 #include "OpenGLTextureCache.h"
 #include "OpenGLUtils.h"
 #include "Region.h"
+#include "RootWindow.h"
 #include "X11Application.h"
 #include "iOperatingSystem.h"
 #include "iUtils.h"
@@ -47,7 +48,13 @@ void WindowManager::init()
     initialised_ = true;
 }
 
-Kv::Ptr<iRootWindow> WindowManager::createRootWindow(iImageBase::eLocation) { return {}; }
+Kv::Ptr<iRootWindow> WindowManager::createRootWindow(iImageBase::eLocation location)
+{
+    init();
+    if (location == iImageBase::eHostMemory)
+        return Kv::Ptr<iRootWindow>(new RootWindow);
+    return {};
+}
 
 Kv::Ptr<iVideoWindow> WindowManager::createVideoWindowFullscreen() { return {}; }
 

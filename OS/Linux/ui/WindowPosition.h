@@ -21,8 +21,6 @@ public:
 
     const std::optional<PhysicalScreen>& screen() const { return screen_; }
     const Kv::Rectangle<int>& frame() const { return frame_; }
-    // The frame in the desktop's logical units, each value rounded down.
-    Kv::Rectangle<int> getLogicalLocation(unsigned int scale) const;
 
 private:
     std::optional<PhysicalScreen> screen_;

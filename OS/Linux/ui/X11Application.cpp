@@ -138,6 +138,13 @@ XEventSink* X11Application::findWindow(unsigned long window) const
     return found == windows.end() ? nullptr : found->second;
 }
 
+unsigned int X11Application::backingScale() const
+{
+    const char* dpi = display() ? XGetDefault(connection, "Xft", "dpi") : nullptr;
+    const long scale = dpi ? std::strtol(dpi, nullptr, 10) / 96 : 1;
+    return unsigned(std::clamp<long>(scale, 1, 255));
+}
+
 unsigned long X11Application::atom(const char* name)
 {
     if (!display())

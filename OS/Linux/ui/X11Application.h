@@ -18,10 +18,8 @@ typedef struct _XIM* XIM;
 class XEventSink
 {
 public:
+    virtual ~XEventSink() = default;
     virtual void handleXEvent(const XEvent& event) = 0;
-
-protected:
-    ~XEventSink() = default;
 };
 
 // The X connection and the main loop. The loop waits in poll on the
@@ -67,6 +65,10 @@ public:
     void removeWindow(unsigned long window);
     // Null once the window is gone: work posted for a window checks here.
     XEventSink* findWindow(unsigned long window) const;
+
+    // The desktop's scale of logical to device pixels: Xft.dpi over 96, and
+    // 1 where it is unset.
+    unsigned int backingScale() const;
 
     // Interned on first use; 0 without a connection.
     unsigned long atom(const char* name);

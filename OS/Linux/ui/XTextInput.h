@@ -3,7 +3,7 @@
 #include "EventRedirector.h"
 
 typedef struct _XIC* XIC;
-struct XKeyEvent;
+typedef union _XEvent XEvent;
 
 // The text input of a view: an input context of the process's input method.
 // Special keys and shortcuts go to the redirector as keys; typed and composed
@@ -20,7 +20,7 @@ public:
     XTextInput& operator=(const XTextInput&) = delete;
 
     // Key presses and releases of the view's window.
-    void dispatch(const XKeyEvent& event);
+    void dispatch(const XEvent& event);
     // Off, keys reach the handler without composition.
     void setEnabled(bool enabled);
 

@@ -31,6 +31,7 @@ public:
     Kv::Rectangle<int> frame() const { return frame_; }
     XY<int> size() const { return XY<int>(frame_.width(), frame_.height()); }
 
+    bool containsPointer() const;
     void setFrame(const Kv::Rectangle<int>& frame);
     void setHidden(bool hidden);
     EventRedirector& redirector() { return redirector_; }
@@ -51,6 +52,9 @@ private:
     unsigned long window_ = 0;
     unsigned long colormap_ = 0;
     Kv::Rectangle<int> frame_;
+    // The size the server last confirmed: a resize that we asked for is
+    // only done once the server says so.
+    XY<int> configuredSize_;
     EventRedirector redirector_;
     XTextInput textInput_;
 };

@@ -1,0 +1,82 @@
+#include "RootWindowView.h"
+
+#include "GraphicPrimitivesRenderer.h"
+#include "Region.h"
+#include "ShmImage.h"
+
+#include <algorithm>
+
+
+RootWindowView::RootWindowView(unsigned long parent, const Kv::Rectangle<int>& frame)
+    : XView(parent, frame, inputEvents)
+{
+}
+
+RootWindowView::~RootWindowView() = default;
+
+void RootWindowView::requestRepaintRegion(const Kv::Ptr<iRegion>& region)
+{
+    dirtyRegions_.push_back(region ? region : Kv::Ptr<iRegion>(new Region(Kv::Rectangle<int>{0, 0, size().x, size().y})));
+    if (drawPosted_ || !window())
+        return;
+    drawPosted_ = true;
+    // The view may be gone when the loop comes round: it is looked up by its
+    // window then.
+    X11Application::instance().post([window = window()] {
+        if (auto* view = dynamic_cast<RootWindowView*>(X11Application::instance().findWindow(window))) {
+            view->drawPosted_ = false;
+            if (!view->dirtyRegions_.empty())
+                view->draw(view->dirtyRegions_.front()->getBounds());
+        }
+    });
+}
+
+void RootWindowView::onExpose(const Kv::Rectangle<int>& rect, int count)
+{
+    exposed_ = exposed_.width() == 0 ? rect
+                                     : Kv::Rectangle<int>{std::min(exposed_.left, rect.left), std::min(exposed_.top, rect.top),
+                                                          std::max(exposed_.right, rect.right),
+                                                          std::max(exposed_.bottom, rect.bottom)};
+    if (count > 0)
+        return;
+    // What the server lost is painted with what was asked for.
+    if (!dirtyRegions_.empty())
+        dirtyRegions_.push_back(Kv::Ptr<iRegion>(new Region(exposed_)));
+    draw(exposed_);
+    exposed_ = {};
+}
+
+void RootWindowView::onResize() { image_.reset(); }
+
+void RootWindowView::draw(const Kv::Rectangle<int>& hostRect)
+{
+    if (!image_)
+        image_ = std::make_unique<ShmImage>(display(), size());
+    const bool requested = !dirtyRegions_.empty();
+    Kv::Ptr<iRegion> region;
+    if (!requested) {
+        region = Kv::Ptr<iRegion>(new Region(hostRect));
+    } else {
+        region = dirtyRegions_.front();
+        for (size_t i = 1; i < dirtyRegions_.size(); ++i)
+            region = region->getUnion(dirtyRegions_[i]);
+    }
+    dirtyRegions_.clear();
+    if (!image_->surface())
+        return;
+    iRegion::Rectangles rectangles;
+    region->getData(rectangles);
+    cairo_t* context = cairo_create(image_->surface());
+    // Only the painted part changes, as on any desktop.
+    for (const Kv::Rectangle<int>& rect : rectangles)
+        cairo_rectangle(context, rect.left, rect.top, rect.width(), rect.height());
+    cairo_clip(context);
+    renderer_ = Kv::Ptr<iGraphicPrimitivesRenderer>(new GraphicPrimitivesRenderer(context, image_->size(), 1.0f));
+    cairo_destroy(context);
+    if (requested)
+        redirector().drawRegion(renderer_, region);
+    else
+        redirector().drawRect(renderer_, hostRect);
+    renderer_ = {};
+    image_->put(window(), rectangles);
+}

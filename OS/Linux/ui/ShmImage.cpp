@@ -1,0 +1,141 @@
+#include "ShmImage.h"
+
+#include <X11/Xlib.h>
+#include <X11/Xutil.h>
+#include <X11/extensions/XShm.h>
+
+#include <sys/ipc.h>
+#include <sys/shm.h>
+
+#include <algorithm>
+#include <cstdlib>
+
+namespace
+{
+    bool attachFailed = false;
+
+    int noteAttachFailure(Display*, XErrorEvent*)
+    {
+        attachFailed = true;
+        return 0;
+    }
+
+    bool showsCairoPixels(Visual* visual, int depth)
+    {
+        return (depth == 24 || depth == 32) && visual->red_mask == 0xFF0000 && visual->green_mask == 0xFF00 &&
+               visual->blue_mask == 0xFF;
+    }
+}
+
+ShmImage::ShmImage(Display* display, const XY<int>& size)
+    : display_(display), size_(std::max(1, size.x), std::max(1, size.y))
+{
+    if (!display_)
+        return;
+    const int screen = DefaultScreen(display_);
+    Visual* visual = DefaultVisual(display_, screen);
+    const int depth = DefaultDepth(display_, screen);
+    if (!showsCairoPixels(visual, depth))
+        return;
+    if (!attachShared()) {
+        const int stride = cairo_format_stride_for_width(CAIRO_FORMAT_ARGB32, size_.x);
+        char* pixels = static_cast<char*>(std::calloc(size_t(stride) * size_.y, 1));
+        image_ = XCreateImage(display_, visual, depth, ZPixmap, 0, pixels, size_.x, size_.y, 32, stride);
+        if (!image_) {
+            std::free(pixels);
+            return;
+        }
+    }
+    surface_ = cairo_image_surface_create_for_data(reinterpret_cast<unsigned char*>(image_->data),
+                                                   CAIRO_FORMAT_ARGB32, size_.x, size_.y, image_->bytes_per_line);
+}
+
+ShmImage::~ShmImage()
+{
+    if (surface_) {
+        // A renderer kept past its paint then draws nowhere.
+        cairo_surface_finish(surface_);
+        cairo_surface_destroy(surface_);
+    }
+    if (attached_) {
+        auto* info = reinterpret_cast<XShmSegmentInfo*>(image_->obdata);
+        XShmDetach(display_, info);
+        XSync(display_, False);
+        delete info;
+        image_->obdata = nullptr;
+    }
+    if (shared_) {
+        shmdt(shared_);
+        image_->data = nullptr;
+    }
+    if (image_)
+        XDestroyImage(image_);
+}
+
+bool ShmImage::attachShared()
+{
+    if (!XShmQueryExtension(display_))
+        return false;
+    const int screen = DefaultScreen(display_);
+    auto* info = new XShmSegmentInfo{};
+    image_ = XShmCreateImage(display_, DefaultVisual(display_, screen), DefaultDepth(display_, screen), ZPixmap,
+                             nullptr, info, size_.x, size_.y);
+    if (!image_) {
+        delete info;
+        return false;
+    }
+    image_->obdata = reinterpret_cast<char*>(info);
+    shmId_ = shmget(IPC_PRIVATE, size_t(image_->bytes_per_line) * size_.y, IPC_CREAT | 0600);
+    if (shmId_ >= 0)
+        shared_ = shmat(shmId_, nullptr, 0);
+    if (shared_ == reinterpret_cast<void*>(-1))
+        shared_ = nullptr;
+    if (shared_) {
+        info->shmid = shmId_;
+        info->shmaddr = image_->data = static_cast<char*>(shared_);
+        info->readOnly = False;
+        // A server on another machine refuses the segment, and says so only
+        // by an error.
+        attachFailed = false;
+        XErrorHandler previous = XSetErrorHandler(noteAttachFailure);
+        XShmAttach(display_, info);
+        XSync(display_, False);
+        XSetErrorHandler(previous);
+        attached_ = !attachFailed;
+    }
+    // Marked for removal now: it goes when the last process lets go.
+    if (shmId_ >= 0)
+        shmctl(shmId_, IPC_RMID, nullptr);
+    if (attached_)
+        return true;
+    if (shared_)
+        shmdt(shared_);
+    shared_ = nullptr;
+    image_->data = nullptr;
+    image_->obdata = nullptr;
+    XDestroyImage(image_);
+    image_ = nullptr;
+    delete info;
+    return false;
+}
+
+void ShmImage::put(unsigned long window, const iRegion::Rectangles& rects) const
+{
+    if (!surface_)
+        return;
+    cairo_surface_flush(surface_);
+    GC gc = DefaultGC(display_, DefaultScreen(display_));
+    for (const Kv::Rectangle<int>& rect : rects) {
+        const Kv::Rectangle<int> inside = rect.intersection({0, 0, size_.x, size_.y});
+        if (inside.width() <= 0 || inside.height() <= 0)
+            continue;
+        if (attached_)
+            XShmPutImage(display_, window, gc, image_, inside.left, inside.top, inside.left, inside.top,
+                         inside.width(), inside.height(), False);
+        else
+            XPutImage(display_, window, gc, image_, inside.left, inside.top, inside.left, inside.top, inside.width(),
+                      inside.height());
+    }
+    // The server reads shared pixels later: wait until it has.
+    XSync(display_, False);
+}

@@ -1,0 +1,43 @@
+#pragma once
+
+#include "KvRectangle.h"
+#include "XY.h"
+#include "iRegion.h"
+
+#include <cairo.h>
+
+
+typedef struct _XDisplay Display;
+struct _XImage;
+
+// Pixels in main memory that Cairo draws into and X shows: shared with the
+// server through MIT-SHM where it offers it (a local server), else sent
+// with each put. The layout is Cairo's ARGB32, which a 24-bit TrueColor
+// visual reads as it stands.
+class ShmImage
+{
+public:
+    ShmImage(Display* display, const XY<int>& size);
+    ~ShmImage();
+
+    ShmImage(const ShmImage&) = delete;
+    ShmImage& operator=(const ShmImage&) = delete;
+
+    // Null where the visual cannot show Cairo's pixels.
+    cairo_surface_t* surface() const { return surface_; }
+    XY<int> size() const { return size_; }
+    // Shows those parts of the pixels at the same place in the window; done
+    // when it returns, so the pixels may be drawn again at once.
+    void put(unsigned long window, const iRegion::Rectangles& rects) const;
+
+private:
+    bool attachShared();
+
+    Display* display_;
+    XY<int> size_;
+    _XImage* image_ = nullptr;
+    int shmId_ = -1;
+    void* shared_ = nullptr;
+    bool attached_ = false;
+    cairo_surface_t* surface_ = nullptr;
+};
