@@ -1,9 +1,12 @@
 #include "WindowManager.h"
 
+#include "ChildVideoWindow.h"
 #include "Events.h"
 #include "MouseCursor.h"
+#include "OpenGLRootWindow.h"
 #include "OpenGLTextureCache.h"
 #include "OpenGLUtils.h"
+#include "PhysicalScreen.h"
 #include "Region.h"
 #include "RootWindow.h"
 #include "X11Application.h"
@@ -56,9 +59,31 @@ Kv::Ptr<iRootWindow> WindowManager::createRootWindow(iImageBase::eLocation locat
     return {};
 }
 
-Kv::Ptr<iVideoWindow> WindowManager::createVideoWindowFullscreen() { return {}; }
+Kv::Ptr<iVideoWindow> WindowManager::createVideoWindowFullscreen()
+{
+    init();
+    const std::vector<PhysicalScreen> screens = PhysicalScreen::all(X11Application::instance().display());
+    if (screens.empty())
+        return {};
+    iRootWindow::InitArgs args;
+    args.size = XY<int>(screens.front().getFrame().width(), screens.front().getFrame().height());
+    args.fullScreen = 1;
+    args.onTop = 1;
+    args.titleBar = 0;
+    const Kv::Ptr<OpenGLRootWindow> window(new OpenGLRootWindow);
+    if (!window->realize(args))
+        return {};
+    return window;
+}
 
-Kv::Ptr<iChildVideoWindow> WindowManager::createVideoWindow(const XY<int>&, const XY<int>&) { return {}; }
+// Root windows are always held by a Kv::Ptr, so the one found can be
+// counted once more.
+Kv::Ptr<iChildVideoWindow> WindowManager::createVideoWindow(const XY<int>& size, const XY<int>& position)
+{
+    init();
+    return Kv::Ptr<iChildVideoWindow>(
+        new ChildVideoWindow(Kv::Ptr<iRootWindow>(RootWindowBase::active()), size, position));
+}
 
 Kv::Ptr<iStatusWindow> WindowManager::createStatusWindow(Kv::Ptr<iStatusWindow::iContents>, const XY<int>&,
                                                          const XY<int>&)
