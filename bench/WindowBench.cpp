@@ -4,7 +4,7 @@
 #include "Region.h"
 #include "RootWindow.h"
 #include "X11Application.h"
-#include "XvfbServer.h"
+#include "BenchDisplay.h"
 #include "iHostImage.h"
 #include "iMediaServices.h"
 #include "iWindowManager.h"
@@ -25,18 +25,12 @@ namespace
     constexpr int kWidth = 1920;
     constexpr int kHeight = 1080;
 
-    // An X server with room for a full-HD window, the process's display
-    // from the first window benchmark on.
     bool startDisplay(benchmark::State& state)
     {
-        static XvfbServer server("2560x1440x24");
-        static const bool exported = !server.displayName().empty() &&
-                                     setenv("DISPLAY", server.displayName().c_str(), 1) == 0;
-        if (!exported || !X11Application::instance().display()) {
-            state.SkipWithError("Xvfb cannot start");
-            return false;
-        }
-        return true;
+        if (benchDisplayOpen())
+            return true;
+        state.SkipWithError("Xvfb cannot start");
+        return false;
     }
 
     Kv::Ptr<iRootWindow> fullHDWindow(const Kv::Ptr<iEventHandler>& handler)
@@ -67,7 +61,7 @@ namespace
             }
             const Kv::Ptr<iFont> font(new Font(L"DejaVu Sans", 14, 0, 0));
             for (int i = 0; i < 100; ++i)
-                texts.emplace_back(LightweightString<wchar_t>(L"Clip ").append(std::to_wstring(i).c_str()),
+                texts.emplace_back((L"Clip " + std::to_wstring(i)).c_str(),
                                    XY<int>(x(random), 20 + y(random)), NormalisedRGB(1, 1, 1), TextAlignment(),
                                    font);
         }

@@ -25,6 +25,17 @@ namespace Kv
                     right < other.right ? right : other.right, bottom < other.bottom ? bottom : other.bottom};
         }
 
+        // The smallest rectangle that holds both; one without area adds nothing.
+        Rectangle united(const Rectangle& other) const
+        {
+            if (width() == 0 || height() == 0)
+                return other;
+            if (other.width() == 0 || other.height() == 0)
+                return *this;
+            return {left < other.left ? left : other.left, top < other.top ? top : other.top,
+                    right > other.right ? right : other.right, bottom > other.bottom ? bottom : other.bottom};
+        }
+
         bool operator==(const Rectangle&) const = default;
     };
 }

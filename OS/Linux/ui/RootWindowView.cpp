@@ -4,7 +4,7 @@
 #include "Region.h"
 #include "ShmImage.h"
 
-#include <algorithm>
+
 
 
 RootWindowView::RootWindowView(unsigned long parent, const Kv::Rectangle<int>& frame)
@@ -33,10 +33,7 @@ void RootWindowView::requestRepaintRegion(const Kv::Ptr<iRegion>& region)
 
 void RootWindowView::onExpose(const Kv::Rectangle<int>& rect, int count)
 {
-    exposed_ = exposed_.width() == 0 ? rect
-                                     : Kv::Rectangle<int>{std::min(exposed_.left, rect.left), std::min(exposed_.top, rect.top),
-                                                          std::max(exposed_.right, rect.right),
-                                                          std::max(exposed_.bottom, rect.bottom)};
+    exposed_ = exposed_.united(rect);
     if (count > 0)
         return;
     // What the server lost is painted with what was asked for.

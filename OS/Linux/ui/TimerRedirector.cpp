@@ -1,5 +1,6 @@
 #include "TimerRedirector.h"
 
+#include "ChildVideoWindow.h"
 #include "X11Application.h"
 #include "iOperatingSystem.h"
 #include "iUtils.h"
@@ -20,6 +21,8 @@ TimerRedirector::Clock::time_point TimerRedirector::nextFiring() const { return 
 
 void TimerRedirector::onTimer()
 {
+    // Every tick is also the sweep of the views of destroyed video windows.
+    ChildVideoWindow::removeExtinctViews();
     next += period;
     const Clock::time_point now = Clock::now();
     if (next <= now)

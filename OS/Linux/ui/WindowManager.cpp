@@ -1,9 +1,12 @@
 #include "WindowManager.h"
 
+#include "ChildVideoWindow.h"
 #include "Events.h"
 #include "MouseCursor.h"
+#include "OpenGLRootWindow.h"
 #include "OpenGLTextureCache.h"
 #include "OpenGLUtils.h"
+#include "PhysicalScreen.h"
 #include "Region.h"
 #include "RootWindow.h"
 #include "StatusWindow.h"
@@ -41,7 +44,9 @@ void WindowManager::init()
 {
     if (initialised_)
         return;
-    X11Application::instance();
+    // OpenGL starts on the display, so that windows can show what it draws.
+    if (Display* display = X11Application::instance().display())
+        EGLPlatform::useXDisplay(XDisplayString(display));
     if (OpenGLUtils::isAvailable()) {
         OpenGLTextureCache::instance();
         OpenGLUtils::instance().getBlackTexture();
@@ -54,12 +59,34 @@ Kv::Ptr<iRootWindow> WindowManager::createRootWindow(iImageBase::eLocation locat
     init();
     if (location == iImageBase::eHostMemory)
         return Kv::Ptr<iRootWindow>(new RootWindow);
-    return {};
+    return Kv::Ptr<iRootWindow>(new OpenGLRootWindow);
 }
 
-Kv::Ptr<iVideoWindow> WindowManager::createVideoWindowFullscreen() { return {}; }
+Kv::Ptr<iVideoWindow> WindowManager::createVideoWindowFullscreen()
+{
+    init();
+    const std::vector<PhysicalScreen> screens = PhysicalScreen::all(X11Application::instance().display());
+    if (screens.empty())
+        return {};
+    iRootWindow::InitArgs args;
+    args.size = XY<int>(screens.front().getFrame().width(), screens.front().getFrame().height());
+    args.fullScreen = 1;
+    args.onTop = 1;
+    args.titleBar = 0;
+    const Kv::Ptr<OpenGLRootWindow> window(new OpenGLRootWindow);
+    if (!window->realize(args))
+        return {};
+    return window;
+}
 
-Kv::Ptr<iChildVideoWindow> WindowManager::createVideoWindow(const XY<int>&, const XY<int>&) { return {}; }
+// Root windows are always held by a Kv::Ptr, so the one found can be
+// counted once more.
+Kv::Ptr<iChildVideoWindow> WindowManager::createVideoWindow(const XY<int>& size, const XY<int>& position)
+{
+    init();
+    return Kv::Ptr<iChildVideoWindow>(
+        new ChildVideoWindow(Kv::Ptr<iRootWindow>(RootWindowBase::active()), size, position));
+}
 
 Kv::Ptr<iStatusWindow> WindowManager::createStatusWindow(Kv::Ptr<iStatusWindow::iContents> contents,
                                                          const XY<int>& size, const XY<int>& position)
