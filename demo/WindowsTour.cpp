@@ -162,8 +162,10 @@ technique Bars { pass Only { PixelShader = compile PROFILE bars(); } }
             band.colour = NormalisedRGB(0, 0, 0, 0.6f);
             band.blendMode = 1;
             renderer->renderMulti(&band, 1);
+            TextAlignment onBaseline;
+            onBaseline.vertical = 1;
             const TextDescription code(timecode(frame_).c_str(), XY<int>(24, size.y - 22), rgb(255, 255, 255),
-                                       TextAlignment(), digits_);
+                                       onBaseline, digits_);
             renderer->renderMulti(&code, 1);
         }
 

@@ -176,6 +176,33 @@ TEST_F(VideoWindow, ShowsEachFrameWithTheOverlayDrawnLast)
     }
 }
 
+// A text seen for the first time is drawn into a texture on another context
+// in the middle of the frame: the frame goes on in the window afterwards.
+TEST_F(VideoWindow, AFrameGoesOnInTheWindowAfterANewTextAndShowsIt)
+{
+    const Kv::Ptr<iChildVideoWindow> video = childAt({200, 100}, {50, 40});
+    const unsigned long shown = viewOf(video).window();
+    ASSERT_TRUE(runLoopUntil([&] { return viewable(shown); }));
+    const Kv::Ptr<iFont> font = OS()->mediaServices()->createGPUSurfaceFont(L"DejaVu Sans", 40, 0);
+    {
+        const Kv::Ptr<iVideoWindowBackBuffer> buffer = video->lock(false);
+        const Kv::Ptr<iGraphicPrimitivesRenderer> renderer = buffer->getPrimitivesRenderer(false);
+        RectDescription fill;
+        fill.rect = {0, 0, 200, 100};
+        fill.colour = kRed;
+        renderer->renderMulti(&fill, 1);
+        TextAlignment onBaseline;
+        onBaseline.vertical = 1;
+        const TextDescription text(L"\u2588\u2588\u2588", XY<int>(10, 60), NormalisedRGB(1, 1, 1), onBaseline, font);
+        renderer->renderMulti(&text, 1);
+        fill.rect = {150, 0, 200, 100};
+        fill.colour = kBlue;
+        renderer->renderMulti(&fill, 1);
+    }
+    EXPECT_EQ(shownPixel(shown, 175, 50), 0x0000FFu) << "the rectangle after the text";
+    EXPECT_EQ(shownPixel(shown, 20, 45), 0xFFFFFFu) << "the text";
+}
+
 TEST_F(VideoWindow, SetSizeLeavesTheViewAndSetGeometryMovesFirst)
 {
     const Kv::Ptr<iChildVideoWindow> video = childAt({200, 100}, {50, 40});

@@ -26,8 +26,12 @@ namespace
 
         void swapBuffers() override
         {
-            if (surface_ != EGL_NO_SURFACE)
-                eglSwapBuffers(EGLPlatform::instance().display(), surface_);
+            if (surface_ == EGL_NO_SURFACE)
+                return;
+            eglSwapBuffers(EGLPlatform::instance().display(), surface_);
+            // A software driver puts the frame on EGL's own connection and may
+            // leave it in the buffer there.
+            XFlush(EGLPlatform::instance().nativeDisplay());
         }
 
     private:
