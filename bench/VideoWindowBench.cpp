@@ -75,7 +75,6 @@ namespace
             screen.video->lock(false)->getPrimitivesRenderer(false)->renderMulti(&frame.picture, 1);
             XSync(serverOfEGL, False);
         }
-        state.counters["frames/s"] = benchmark::Counter(double(state.iterations()), benchmark::Counter::kIsRate);
     }
     BENCHMARK(BM_VideoWindowFrameHD)->Unit(benchmark::kMillisecond)->UseRealTime();
 
@@ -92,7 +91,6 @@ namespace
             renderer->renderMulti(&frame.overlay, 1);
             glFinish();
         }
-        state.counters["frames/s"] = benchmark::Counter(double(state.iterations()), benchmark::Counter::kIsRate);
     }
     BENCHMARK(BM_VideoFrameOffscreenHD)->Unit(benchmark::kMillisecond)->UseRealTime();
 }

@@ -83,15 +83,8 @@ namespace
 
     XY<int> placeOnServer(unsigned long window)
     {
-        Window root = None;
-        int x = 0;
-        int y = 0;
-        unsigned int width = 0;
-        unsigned int height = 0;
-        unsigned int border = 0;
-        unsigned int depth = 0;
-        XGetGeometry(X11Application::instance().display(), window, &root, &x, &y, &width, &height, &border, &depth);
-        return XY<int>(x, y);
+        const Kv::Rectangle<int> place = X11Application::instance().geometry(window);
+        return XY<int>(place.left, place.top);
     }
 
     struct PaintRecorder : iEventHandler

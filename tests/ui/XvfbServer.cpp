@@ -21,15 +21,17 @@ XvfbServer::XvfbServer(const char* screen)
     int pipeFds[2];
     if (pipe(pipeFds) != 0)
         return;
-    // Xvfb writes the display number it took to this descriptor once it serves.
-    const std::string writeFd = std::to_string(pipeFds[1]);
+    // Xvfb writes the display number it took to descriptor 3 once it serves.
     // -noreset: the server keeps its state, the pointer's place among it,
     // when its last client leaves, as a tool run by a test may be.
-    const char* const argv[] = {"Xvfb", "-displayfd", writeFd.c_str(), "-screen", "0", screen,
-                                "-nolisten", "tcp", "-noreset", nullptr};
+    const char* const argv[] = {"Xvfb", "-displayfd", "3", "-screen", "0", screen, "-nolisten", "tcp", "-noreset",
+                                nullptr};
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addclose(&actions, pipeFds[0]);
+    posix_spawn_file_actions_adddup2(&actions, pipeFds[1], 3);
+    // Nothing else of ours: a server left behind by a crash must hold no
+    // lock or pipe of the program that started it.
+    posix_spawn_file_actions_addclosefrom_np(&actions, 4);
     posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
     const bool spawned =
         posix_spawnp(&pid, "Xvfb", &actions, nullptr, const_cast<char* const*>(argv), environ) == 0;
@@ -87,6 +89,7 @@ bool XvfbServer::startWindowManager()
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
     posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
+    posix_spawn_file_actions_addclosefrom_np(&actions, 3);
     const bool spawned = posix_spawnp(&windowManagerPid, "openbox", &actions, nullptr,
                                       const_cast<char* const*>(argv), envp) == 0;
     posix_spawn_file_actions_destroy(&actions);

@@ -12,17 +12,7 @@ OpenGLRenderContext::OpenGLRenderContext() : GLContext(EGL_NO_CONTEXT)
     if (context_ == EGL_NO_CONTEXT)
         return;
     const OpenGLContextProtector protector(*this, false);
-    for (GLenum unit = 0; unit < OpenGLUtils::getNumTextureUnits(); ++unit) {
-        glActiveTextureARB(GL_TEXTURE0_ARB + unit);
-        glEnable(GL_TEXTURE_2D);
-        glDisable(GL_LIGHTING);
-        glDisable(GL_COLOR_MATERIAL);
-        glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_LINEAR);
-        glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
-    }
-    glActiveTextureARB(GL_TEXTURE0_ARB);
-    glDisable(GL_STENCIL_TEST);
-    glDisable(GL_DEPTH_TEST);
+    OpenGLUtils::prepareDrawingState();
 }
 
 // At the end of its thread; EGL frees a context that is still current once

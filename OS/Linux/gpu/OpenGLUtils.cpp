@@ -116,6 +116,21 @@ bool OpenGLUtils::isAvailable()
     return start() && getSharedContext().context() != EGL_NO_CONTEXT;
 }
 
+void OpenGLUtils::prepareDrawingState()
+{
+    for (GLenum unit = 0; unit < getNumTextureUnits(); ++unit) {
+        glActiveTextureARB(GL_TEXTURE0_ARB + unit);
+        glEnable(GL_TEXTURE_2D);
+        glDisable(GL_LIGHTING);
+        glDisable(GL_COLOR_MATERIAL);
+        glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_LINEAR);
+        glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
+    }
+    glActiveTextureARB(GL_TEXTURE0_ARB);
+    glDisable(GL_STENCIL_TEST);
+    glDisable(GL_DEPTH_TEST);
+}
+
 OpenGLSharedContext& OpenGLUtils::getSharedContext()
 {
     return OpenGLSharedContext::instance();

@@ -50,6 +50,10 @@ public:
     void resetContext() {}
 
     static std::uint16_t getNumTextureUnits() { return static_cast<std::uint16_t>(numTextureUnits_); }
+    // The state every drawing context starts from, on the current context:
+    // 2D textures on every unit, filtered linearly, no depth, stencil or
+    // lighting; unit 0 active.
+    static void prepareDrawingState();
     // Whether textures of the format can be made; tested once.
     static bool isSupported(iGPUImage::eFormat format);
     static XY<int> getMaxTextureSize() { return maxTextureSize_; }

@@ -5,31 +5,10 @@
 
 #include <cstdint>
 
-// Last: Xlib's macros would clash with the names above.
-#include <X11/Xlib.h>
-
 // Never destroyed: at exit the views left would go after the X connection
 // and OpenGL that they belong to.
 std::vector<std::unique_ptr<VideoWindowView>>& ChildVideoWindow::extinctViews_ =
     *new std::vector<std::unique_ptr<VideoWindowView>>;
-
-namespace
-{
-    int heightOfWindow(Display* display, unsigned long window)
-    {
-        if (display == nullptr || window == 0)
-            return 0;
-        Window root = None;
-        int x = 0;
-        int y = 0;
-        unsigned int width = 0;
-        unsigned int height = 0;
-        unsigned int border = 0;
-        unsigned int depth = 0;
-        XGetGeometry(display, window, &root, &x, &y, &width, &height, &border, &depth);
-        return int(height);
-    }
-}
 
 ChildVideoWindow::ChildVideoWindow(Kv::Ptr<iRootWindow> root, const XY<int>& size, const XY<int>& position)
     : size_(size)
@@ -69,7 +48,7 @@ void ChildVideoWindow::setPosition(const XY<int>& position)
 {
     const XY<int> present = view_->size();
     view_->setFrame(frameFor(position, XY<float>(float(present.x) / scale_, float(present.y) / scale_),
-                             heightOfWindow(view_->display(), view_->superview())));
+                             X11Application::instance().geometry(view_->superview()).height()));
 }
 
 Kv::Ptr<iVideoWindowBackBuffer> ChildVideoWindow::lock(bool)

@@ -43,12 +43,53 @@ void RootWindowView::onExpose(const Kv::Rectangle<int>& rect, int count)
     exposed_ = {};
 }
 
-void RootWindowView::onResize() { image_.reset(); }
+void RootWindowView::onResize()
+{
+    for (std::unique_ptr<ShmImage>& image : images_)
+        image.reset();
+    lastPainted_ = {};
+}
+
+void RootWindowView::onOtherEvent(const XEvent& event)
+{
+    for (std::unique_ptr<ShmImage>& image : images_)
+        if (image && image->takeCompletion(event))
+            return;
+}
+
+namespace
+{
+    // The region's rectangles as a clip of the context.
+    void clipTo(cairo_t* context, const iRegion::Rectangles& rectangles)
+    {
+        for (const Kv::Rectangle<int>& rect : rectangles)
+            cairo_rectangle(context, rect.left, rect.top, rect.width(), rect.height());
+        cairo_clip(context);
+    }
+}
+
+void RootWindowView::catchUp(ShmImage& image, const Kv::Ptr<iRegion>& region) const
+{
+    const ShmImage* other = images_[1 - current_].get();
+    if (!lastPainted_ || !other || !other->surface())
+        return;
+    iRegion::Rectangles missing;
+    lastPainted_->subtract(region)->getData(missing);
+    if (missing.empty())
+        return;
+    cairo_t* context = cairo_create(image.surface());
+    clipTo(context, missing);
+    cairo_set_operator(context, CAIRO_OPERATOR_SOURCE);
+    cairo_set_source_surface(context, other->surface(), 0, 0);
+    cairo_paint(context);
+    cairo_destroy(context);
+}
 
 void RootWindowView::draw(const Kv::Rectangle<int>& hostRect)
 {
-    if (!image_)
-        image_ = std::make_unique<ShmImage>(display(), size());
+    std::unique_ptr<ShmImage>& image = images_[current_];
+    if (!image)
+        image = std::make_unique<ShmImage>(display(), size());
     const bool requested = !dirtyRegions_.empty();
     Kv::Ptr<iRegion> region;
     if (!requested) {
@@ -59,21 +100,23 @@ void RootWindowView::draw(const Kv::Rectangle<int>& hostRect)
             region = region->getUnion(dirtyRegions_[i]);
     }
     dirtyRegions_.clear();
-    if (!image_->surface())
+    if (!image->surface())
         return;
+    image->waitUntilShown();
+    catchUp(*image, region);
     iRegion::Rectangles rectangles;
     region->getData(rectangles);
-    cairo_t* context = cairo_create(image_->surface());
+    cairo_t* context = cairo_create(image->surface());
     // Only the painted part changes, as on any desktop.
-    for (const Kv::Rectangle<int>& rect : rectangles)
-        cairo_rectangle(context, rect.left, rect.top, rect.width(), rect.height());
-    cairo_clip(context);
-    renderer_ = Kv::Ptr<iGraphicPrimitivesRenderer>(new GraphicPrimitivesRenderer(context, image_->size(), 1.0f));
+    clipTo(context, rectangles);
+    renderer_ = Kv::Ptr<iGraphicPrimitivesRenderer>(new GraphicPrimitivesRenderer(context, image->size(), 1.0f));
     cairo_destroy(context);
     if (requested)
         redirector().drawRegion(renderer_, region);
     else
         redirector().drawRect(renderer_, hostRect);
     renderer_ = {};
-    image_->put(window(), rectangles);
+    image->put(window(), rectangles);
+    lastPainted_ = region;
+    current_ = 1 - current_;
 }

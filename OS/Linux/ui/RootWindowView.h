@@ -26,13 +26,21 @@ public:
 protected:
     void onExpose(const Kv::Rectangle<int>& rect, int count) override;
     void onResize() override;
+    void onOtherEvent(const XEvent& event) override;
 
 private:
     void draw(const Kv::Rectangle<int>& hostRect);
+    // Brings the image up to date with the other one's last paint, outside
+    // the region about to be painted.
+    void catchUp(ShmImage& image, const Kv::Ptr<iRegion>& region) const;
 
     Kv::Ptr<iGraphicPrimitivesRenderer> renderer_;
     std::vector<Kv::Ptr<iRegion>> dirtyRegions_;
-    std::unique_ptr<ShmImage> image_;
+    // Two images, so that the server reads one while the next paint goes
+    // into the other; each lacks only the other's last paint.
+    std::unique_ptr<ShmImage> images_[2];
+    int current_ = 0;
+    Kv::Ptr<iRegion> lastPainted_;
     Kv::Rectangle<int> exposed_;
     bool drawPosted_ = false;
 };

@@ -1,14 +1,18 @@
 #include "ShmImage.h"
 
+#include "X11Application.h"
+
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
 #include <X11/extensions/XShm.h>
 
+#include <poll.h>
 #include <sys/ipc.h>
 #include <sys/shm.h>
 
 #include <algorithm>
 #include <cstdlib>
+#include <vector>
 
 namespace
 {
@@ -102,6 +106,8 @@ bool ShmImage::attachShared()
         XSync(display_, False);
         XSetErrorHandler(previous);
         attached_ = !attachFailed;
+        segment_ = info->shmseg;
+        completionType_ = XShmGetEventBase(display_) + ShmCompletion;
     }
     // Marked for removal now: it goes when the last process lets go.
     if (shmId_ >= 0)
@@ -119,23 +125,54 @@ bool ShmImage::attachShared()
     return false;
 }
 
-void ShmImage::put(unsigned long window, const iRegion::Rectangles& rects) const
+void ShmImage::put(unsigned long window, const iRegion::Rectangles& rects)
 {
     if (!surface_)
         return;
     cairo_surface_flush(surface_);
     GC gc = DefaultGC(display_, DefaultScreen(display_));
+    std::vector<Kv::Rectangle<int>> parts;
     for (const Kv::Rectangle<int>& rect : rects) {
         const Kv::Rectangle<int> inside = rect.intersection({0, 0, size_.x, size_.y});
-        if (inside.width() <= 0 || inside.height() <= 0)
-            continue;
-        if (attached_)
-            XShmPutImage(display_, window, gc, image_, inside.left, inside.top, inside.left, inside.top,
-                         inside.width(), inside.height(), False);
-        else
-            XPutImage(display_, window, gc, image_, inside.left, inside.top, inside.left, inside.top, inside.width(),
-                      inside.height());
+        if (inside.width() > 0 && inside.height() > 0)
+            parts.push_back(inside);
     }
-    // The server reads shared pixels later: wait until it has.
-    XSync(display_, False);
+    for (size_t i = 0; i < parts.size(); ++i) {
+        const Kv::Rectangle<int>& part = parts[i];
+        // The server answers the last put once it has read every one before.
+        if (attached_)
+            XShmPutImage(display_, window, gc, image_, part.left, part.top, part.left, part.top, part.width(),
+                         part.height(), i + 1 == parts.size());
+        else
+            XPutImage(display_, window, gc, image_, part.left, part.top, part.left, part.top, part.width(),
+                      part.height());
+    }
+    busy_ = attached_ && !parts.empty();
+    XFlush(display_);
+}
+
+bool ShmImage::takeCompletion(const XEvent& event)
+{
+    // No Xlib call here: it also serves as a predicate while Xlib holds the display.
+    if (!attached_ || event.type != completionType_ ||
+        reinterpret_cast<const XShmCompletionEvent&>(event).shmseg != segment_)
+        return false;
+    busy_ = false;
+    return true;
+}
+
+void ShmImage::waitUntilShown()
+{
+    XEvent event;
+    // Other events wait in Xlib's queue for the main loop.
+    while (busy_ && X11Application::instance().display())
+        if (XCheckIfEvent(
+                display_, &event,
+                [](Display*, XEvent* candidate, XPointer self) {
+                    return Bool(reinterpret_cast<ShmImage*>(self)->takeCompletion(*candidate));
+                },
+                reinterpret_cast<XPointer>(this)) == False) {
+            pollfd readable{ConnectionNumber(display_), POLLIN, 0};
+            poll(&readable, 1, 100);
+        }
 }

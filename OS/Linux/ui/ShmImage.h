@@ -8,6 +8,7 @@
 
 
 typedef struct _XDisplay Display;
+typedef union _XEvent XEvent;
 struct _XImage;
 
 // Pixels in main memory that Cairo draws into and X shows: shared with the
@@ -26,9 +27,14 @@ public:
     // Null where the visual cannot show Cairo's pixels.
     cairo_surface_t* surface() const { return surface_; }
     XY<int> size() const { return size_; }
-    // Shows those parts of the pixels at the same place in the window; done
-    // when it returns, so the pixels may be drawn again at once.
-    void put(unsigned long window, const iRegion::Rectangles& rects) const;
+    // Shows those parts of the pixels at the same place in the window. The
+    // server reads shared pixels later: wait before drawing into them again.
+    void put(unsigned long window, const iRegion::Rectangles& rects);
+    // Returns once the server has read the pixels of the last put.
+    void waitUntilShown();
+    // True for the server's word that the last put is read; the image then
+    // is free again.
+    bool takeCompletion(const XEvent& event);
 
 private:
     bool attachShared();
@@ -39,5 +45,8 @@ private:
     int shmId_ = -1;
     void* shared_ = nullptr;
     bool attached_ = false;
+    bool busy_ = false;
+    unsigned long segment_ = 0;
+    int completionType_ = -1;
     cairo_surface_t* surface_ = nullptr;
 };

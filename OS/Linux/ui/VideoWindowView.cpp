@@ -85,17 +85,7 @@ void VideoWindowView::prepareOpenGL()
     const OpenGLContextProtector protector(context, false);
     // Swaps wait for the display.
     eglSwapInterval(EGLPlatform::instance().display(), 1);
-    for (GLenum unit = 0; unit < OpenGLUtils::getNumTextureUnits(); ++unit) {
-        glActiveTextureARB(GL_TEXTURE0_ARB + unit);
-        glEnable(GL_TEXTURE_2D);
-        glDisable(GL_DEPTH_TEST);
-        glDisable(GL_STENCIL_TEST);
-        glDisable(GL_LIGHTING);
-        glDisable(GL_COLOR_MATERIAL);
-        glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_LINEAR);
-        glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
-    }
-    glActiveTextureARB(GL_TEXTURE0_ARB);
+    OpenGLUtils::prepareDrawingState();
     glClearColor(0, 0, 0, 1);
     glClear(GL_COLOR_BUFFER_BIT);
 }

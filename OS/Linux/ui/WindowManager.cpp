@@ -138,15 +138,8 @@ XY<int> WindowManager::getMousePosition() const
     Display* display = X11Application::instance().display();
     if (!display)
         return XY<int>(0, 0);
-    Window root = None;
-    Window child = None;
-    int x = 0;
-    int y = 0;
-    int windowX = 0;
-    int windowY = 0;
-    unsigned int buttons = 0;
-    XQueryPointer(display, DefaultRootWindow(display), &root, &child, &x, &y, &windowX, &windowY, &buttons);
-    return XY<int>(x, DisplayHeight(display, DefaultScreen(display)) - y);
+    const XY<int> pointer = X11Application::instance().pointerIn(DefaultRootWindow(display));
+    return XY<int>(pointer.x, DisplayHeight(display, DefaultScreen(display)) - pointer.y);
 }
 
 void WindowManager::showMouseCursor(bool show) const

@@ -104,11 +104,16 @@ void X11Application::run()
 {
     while (display() && !stopping) {
         pollfd fds[2] = {{ConnectionNumber(connection), POLLIN, 0}, {wakeFd, POLLIN, 0}};
-        // Events already read into Xlib's queue would not wake poll.
-        const int timeout = XPending(connection) ? 0 : msUntilNextTimer();
+        // Requests made since the last pass go out before the wait, and
+        // events that Xlib already read would not wake poll. Neither costs a
+        // call to the kernel when there is nothing, which keeps a wake-up
+        // from another thread as cheap as poll itself.
+        XFlush(connection);
+        const int timeout = XEventsQueued(connection, QueuedAlready) ? 0 : msUntilNextTimer();
         if (poll(fds, 2, timeout) < 0 && errno != EINTR)
             break;
-        readDisplay();
+        if ((fds[0].revents & POLLIN) || XEventsQueued(connection, QueuedAlready))
+            readDisplay();
         // Xlib has read what the server left; a hung-up socket that it did
         // not notice would wake poll forever.
         if (fds[0].revents & (POLLHUP | POLLERR))
@@ -148,6 +153,34 @@ unsigned int X11Application::backingScale() const
     const char* dpi = display() ? XGetDefault(connection, "Xft", "dpi") : nullptr;
     const long scale = dpi ? std::strtol(dpi, nullptr, 10) / 96 : 1;
     return unsigned(std::clamp<long>(scale, 1, 255));
+}
+
+Kv::Rectangle<int> X11Application::geometry(unsigned long window) const
+{
+    Window root = None;
+    int x = 0;
+    int y = 0;
+    unsigned int width = 0;
+    unsigned int height = 0;
+    unsigned int border = 0;
+    unsigned int depth = 0;
+    if (!display() || !window || !XGetGeometry(connection, window, &root, &x, &y, &width, &height, &border, &depth))
+        return {};
+    return {x, y, x + int(width), y + int(height)};
+}
+
+XY<int> X11Application::pointerIn(unsigned long window) const
+{
+    Window root = None;
+    Window child = None;
+    int rootX = 0;
+    int rootY = 0;
+    int x = 0;
+    int y = 0;
+    unsigned int buttons = 0;
+    if (!display() || !XQueryPointer(connection, window, &root, &child, &rootX, &rootY, &x, &y, &buttons))
+        return XY<int>(0, 0);
+    return XY<int>(x, y);
 }
 
 unsigned long X11Application::atom(const char* name)

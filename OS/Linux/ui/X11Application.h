@@ -1,5 +1,8 @@
 #pragma once
 
+#include "KvRectangle.h"
+#include "XY.h"
+
 #include <deque>
 #include <functional>
 #include <map>
@@ -69,6 +72,12 @@ public:
     // The desktop's scale of logical to device pixels: Xft.dpi over 96, and
     // 1 where it is unset.
     unsigned int backingScale() const;
+
+    // Where the server has the window, from its parent's top left; empty
+    // without a connection.
+    Kv::Rectangle<int> geometry(unsigned long window) const;
+    // The pointer from the window's top left; (0, 0) without a connection.
+    XY<int> pointerIn(unsigned long window) const;
 
     // Interned on first use; 0 without a connection.
     unsigned long atom(const char* name);

@@ -71,16 +71,8 @@ bool XView::containsPointer() const
 {
     if (!window_ || !X11Application::instance().display())
         return false;
-    Window root = None;
-    Window child = None;
-    int rootX = 0;
-    int rootY = 0;
-    int x = 0;
-    int y = 0;
-    unsigned int buttons = 0;
-    if (!XQueryPointer(display_, window_, &root, &child, &rootX, &rootY, &x, &y, &buttons))
-        return false;
-    return x >= 0 && y >= 0 && x < size().x && y < size().y;
+    const XY<int> pointer = X11Application::instance().pointerIn(window_);
+    return pointer.x >= 0 && pointer.y >= 0 && pointer.x < size().x && pointer.y < size().y;
 }
 
 void XView::setFrame(const Kv::Rectangle<int>& frame)
@@ -132,6 +124,7 @@ void XView::handleXEvent(const XEvent& event)
         break;
     }
     default:
+        onOtherEvent(event);
         break;
     }
 }

@@ -45,6 +45,8 @@ protected:
     virtual void onExpose(const Kv::Rectangle<int>&, int /*count*/) {}
     // The server changed the view's size.
     virtual void onResize() {}
+    // Events that no part of the view takes.
+    virtual void onOtherEvent(const XEvent&) {}
 
 private:
     Display* display_;
