@@ -5,7 +5,7 @@
 
 #include <algorithm>
 
-GPUNumericFont::GPUNumericFont(const Kv::Ptr<iFont>& font) : HostMeasuredGPUFont(font)
+GPUNumericFont::GPUNumericFont(const Kv::Ptr<iFont>& font) : HostMeasuredGPUFont(hostFontOf(font))
 {
     const int height = hostFont->measure(L"0", -1).y;
     cellSize = XY<int>(height, height);

@@ -19,8 +19,8 @@
 class GPUNumericFont : public HostMeasuredGPUFont
 {
 public:
-    // Draws the characters of a counter or timecode at once. The font draws
-    // on the host: a Font.
+    // Draws the characters of a counter or timecode at once, on the host: a
+    // GPU font is drawn with the host font it wraps.
     explicit GPUNumericFont(const Kv::Ptr<iFont>& font);
 
     // A new image of the text for every call; its characters are cached first.

@@ -31,3 +31,9 @@ iFont::CharLocation HostMeasuredGPUFont::getCharacterUnderPixel(const Lightweigh
 {
     return hostFont->getCharacterUnderPixel(text, pixel);
 }
+
+Kv::Ptr<iFont> HostMeasuredGPUFont::hostFontOf(const Kv::Ptr<iFont>& font)
+{
+    const Kv::Ptr<HostMeasuredGPUFont> gpuFont = Kv::dynamicCast<HostMeasuredGPUFont>(font);
+    return gpuFont ? hostFontOf(gpuFont->hostFont) : font;
+}

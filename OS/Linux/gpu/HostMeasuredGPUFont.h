@@ -19,5 +19,9 @@ public:
 protected:
     explicit HostMeasuredGPUFont(const Kv::Ptr<iFont>& hostFont) : hostFont(hostFont) {}
 
+    // The font that draws on the host behind a GPU font, or the font itself:
+    // a host renderer draws only host fonts.
+    static Kv::Ptr<iFont> hostFontOf(const Kv::Ptr<iFont>& font);
+
     Kv::Ptr<iFont> hostFont;
 };
