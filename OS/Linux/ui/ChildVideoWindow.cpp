@@ -5,10 +5,14 @@
 
 #include <cstdint>
 
-// Never destroyed: at exit the views left would go after the X connection
-// and OpenGL that they belong to.
-std::vector<std::unique_ptr<VideoWindowView>>& ChildVideoWindow::extinctViews_ =
-    *new std::vector<std::unique_ptr<VideoWindowView>>;
+// Made on first use, as an allocation before main would build the system
+// object there; never destroyed, as at exit the views left would go after the
+// X connection and OpenGL that they belong to.
+std::vector<std::unique_ptr<VideoWindowView>>& ChildVideoWindow::extinctViews()
+{
+    static auto* const views = new std::vector<std::unique_ptr<VideoWindowView>>;
+    return *views;
+}
 
 ChildVideoWindow::ChildVideoWindow(Kv::Ptr<iRootWindow> root, const XY<int>& size, const XY<int>& position)
     : size_(size)
@@ -23,9 +27,9 @@ ChildVideoWindow::ChildVideoWindow(Kv::Ptr<iRootWindow> root, const XY<int>& siz
                                               frameFor(position, hostSize, parentHeight));
 }
 
-ChildVideoWindow::~ChildVideoWindow() { extinctViews_.push_back(std::move(view_)); }
+ChildVideoWindow::~ChildVideoWindow() { extinctViews().push_back(std::move(view_)); }
 
-void ChildVideoWindow::removeExtinctViews() { extinctViews_.clear(); }
+void ChildVideoWindow::removeExtinctViews() { extinctViews().clear(); }
 
 // The place is worked out in the desktop's logical units and bottom-up, as
 // the desktop it was first written for counts it, and cut to 16 bits there:

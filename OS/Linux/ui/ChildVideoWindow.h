@@ -14,7 +14,7 @@
 // window's top left.
 //
 // Views leave their parents only at a timer's tick, so a view outlives its
-// window by up to one tick. extinctViews_ has no lock: windows are made and
+// window by up to one tick. extinctViews() has no lock: windows are made and
 // destroyed on the loop's thread, where timers tick.
 class ChildVideoWindow : public iChildVideoWindow
 {
@@ -47,5 +47,5 @@ private:
     std::unique_ptr<VideoWindowView> view_;
     float scale_ = 1.0f;
 
-    static std::vector<std::unique_ptr<VideoWindowView>>& extinctViews_;
+    static std::vector<std::unique_ptr<VideoWindowView>>& extinctViews();
 };

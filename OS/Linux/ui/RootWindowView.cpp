@@ -71,12 +71,11 @@ namespace
 void RootWindowView::catchUp(ShmImage& image, const Kv::Ptr<iRegion>& region) const
 {
     const ShmImage* other = images_[1 - current_].get();
-    if (!lastPainted_ || !other || !other->surface())
+    const Kv::Ptr<iRegion> rest = lastPainted_ ? lastPainted_->subtract(region) : Kv::Ptr<iRegion>();
+    if (!rest || !other || !other->surface())
         return;
     iRegion::Rectangles missing;
-    lastPainted_->subtract(region)->getData(missing);
-    if (missing.empty())
-        return;
+    rest->getData(missing);
     cairo_t* context = cairo_create(image.surface());
     clipTo(context, missing);
     cairo_set_operator(context, CAIRO_OPERATOR_SOURCE);
