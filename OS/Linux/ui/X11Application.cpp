@@ -4,8 +4,6 @@
 #include "iOperatingSystem.h"
 #include "iUtils.h"
 
-#include <X11/Xlib.h>
-
 #include <algorithm>
 #include <clocale>
 #include <cerrno>
@@ -14,6 +12,13 @@
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
+
+#include <X11/Xlib.h>
+// For the output buffer's fill, which no public call tells without I/O. Last:
+// it defines min and max as macros.
+#include <X11/Xlibint.h>
+#undef min
+#undef max
 
 namespace
 {
@@ -105,14 +110,15 @@ void X11Application::run()
     while (display() && !stopping) {
         pollfd fds[2] = {{ConnectionNumber(connection), POLLIN, 0}, {wakeFd, POLLIN, 0}};
         // Requests made since the last pass go out before the wait, and
-        // events that Xlib already read would not wake poll. Neither costs a
-        // call to the kernel when there is nothing, which keeps a wake-up
-        // from another thread as cheap as poll itself.
-        XFlush(connection);
-        const int timeout = XEventsQueued(connection, QueuedAlready) ? 0 : msUntilNextTimer();
+        // events that Xlib already read would not wake poll. XFlush also
+        // reads the socket, twice, so it runs only when requests wait: a
+        // wake-up from another thread then costs little more than poll.
+        if (connection->bufptr != connection->buffer)
+            XFlush(connection);
+        const int timeout = XQLength(connection) ? 0 : msUntilNextTimer();
         if (poll(fds, 2, timeout) < 0 && errno != EINTR)
             break;
-        if ((fds[0].revents & POLLIN) || XEventsQueued(connection, QueuedAlready))
+        if ((fds[0].revents & POLLIN) || XQLength(connection))
             readDisplay();
         // Xlib has read what the server left; a hung-up socket that it did
         // not notice would wake poll forever.
@@ -209,13 +215,15 @@ void X11Application::runPostedWork()
 {
     uint64_t count = 0;
     [[maybe_unused]] const ssize_t drained = read(wakeFd, &count, sizeof count);
-    std::deque<std::function<void()>> ready;
     {
         std::lock_guard<std::mutex> guard(workLock);
         ready.swap(work);
     }
     for (std::function<void()>& task : ready)
         task();
+    // Cleared, not made anew: its storage serves the next posts after the
+    // next swap, so a wake-up allocates nothing.
+    ready.clear();
 }
 
 void X11Application::addTimer(TimerRedirector* timer) { timers.push_back(timer); }

@@ -108,4 +108,6 @@ private:
     bool inputMethodOpened = false;
     std::mutex workLock;
     std::deque<std::function<void()>> work;
+    // Only the loop's thread touches it.
+    std::deque<std::function<void()>> ready;
 };
