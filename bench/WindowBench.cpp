@@ -3,6 +3,7 @@
 #include "OS.h"
 #include "Region.h"
 #include "RootWindow.h"
+#include "ShmImage.h"
 #include "X11Application.h"
 #include "BenchDisplay.h"
 #include "iHostImage.h"
@@ -127,6 +128,24 @@ static void BM_HostImageSceneHD(benchmark::State& state)
     }
 }
 BENCHMARK(BM_HostImageSceneHD)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+// The server's part alone: a full-HD image into the window through MIT-SHM,
+// waiting until the server has read it.
+static void BM_ServerPutHD(benchmark::State& state)
+{
+    if (!startDisplay(state))
+        return;
+    Kv::Ptr<iRootWindow> window = fullHDWindow(Kv::Ptr<iEventHandler>(new ScenePainter));
+    X11Application::instance().run();
+    ShmImage image(X11Application::instance().display(), XY<int>(kWidth, kHeight));
+    const iRegion::Rectangles whole{Kv::Rectangle<int>{0, 0, kWidth, kHeight}};
+    const unsigned long view = dynamic_cast<RootWindowBase&>(*window).view()->window();
+    for (auto _ : state) {
+        image.put(view, whole);
+        image.waitUntilShown();
+    }
+}
+BENCHMARK(BM_ServerPutHD)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 // From postUserMessage on this thread to the handler's call on the loop's.
 static void BM_UserMessageLatency(benchmark::State& state)
