@@ -46,6 +46,13 @@ public:
                                                 unsigned int style) const = 0;
     // Gives back the textures that GPU images returned.
     virtual void clearCaches() = 0;
+    // A still of the whole main screen, whatever the size asked; null without
+    // a display.
+    virtual Kv::Ptr<iHostImage> grabScreen(const XY<int>& size) const = 0;
+    // Screen recording is not offered: always null, and ending does nothing.
+    virtual Kv::Ptr<iObject> beginScreenCapture(LightweightString<wchar_t>& path,
+                                                const LightweightString<char>& format) = 0;
+    virtual void endScreenCapture(const LightweightString<char>& format) = 0;
     // A new compute context on each call, or null when OpenCL offers none.
     virtual Kv::Ptr<iGPUComputeContext> createGPUComputeContext(iGPUComputeContext::eType type) const = 0;
     virtual Kv::Ptr<iCriticalSection> getGPULock() const = 0;

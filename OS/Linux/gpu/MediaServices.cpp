@@ -1,6 +1,7 @@
 #include "MediaServices.h"
 
 #include "CairoImage.h"
+#include "CairoSurfaceWrapper.h"
 #include "FileManager.h"
 #include "Font.h"
 #include "GLSLShaderEffect.h"
@@ -12,6 +13,8 @@
 #include "OpenGLImage3D.h"
 #include "OpenGLTextureCache.h"
 #include "OpenGLUtils.h"
+#include "ScreenGrabber.h"
+#include "X11Application.h"
 
 Kv::Ptr<iHostImage> MediaServices::copyToHost(const Kv::Ptr<iGPUImage>& image) const
 {
@@ -74,6 +77,17 @@ Kv::Ptr<iFont> MediaServices::createGPUSurfaceFont(const LightweightString<wchar
 void MediaServices::clearCaches()
 {
     OpenGLTextureCache::instance().clear();
+}
+
+Kv::Ptr<iHostImage> MediaServices::grabScreen(const XY<int>&) const
+{
+    cairo_surface_t* still = ScreenGrabber(X11Application::instance().display()).grab();
+    if (!still)
+        return nullptr;
+    Kv::Ptr<iHostImage> image(new CairoSurfaceWrapper(still));
+    // The wrapper holds its own reference.
+    cairo_surface_destroy(still);
+    return image;
 }
 
 Kv::Ptr<iGPUComputeContext> MediaServices::createGPUComputeContext(iGPUComputeContext::eType) const

@@ -25,6 +25,13 @@ public:
                                         unsigned int style) const override;
     // The texture cache only; cached texts stay.
     void clearCaches() override;
+    // Read from the root window of the process's X connection.
+    Kv::Ptr<iHostImage> grabScreen(const XY<int>& size) const override;
+    Kv::Ptr<iObject> beginScreenCapture(LightweightString<wchar_t>&, const LightweightString<char>&) override
+    {
+        return nullptr;
+    }
+    void endScreenCapture(const LightweightString<char>&) override {}
     Kv::Ptr<iGPUComputeContext> createGPUComputeContext(iGPUComputeContext::eType type) const override;
     // The GPU lock is reached only through the OpenGL utilities: null here.
     Kv::Ptr<iCriticalSection> getGPULock() const override { return nullptr; }

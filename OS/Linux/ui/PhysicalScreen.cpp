@@ -40,8 +40,9 @@ namespace
     }
 }
 
-PhysicalScreen::PhysicalScreen(const Kv::Rectangle<int>& frame, const Kv::Rectangle<int>& usableArea)
-    : frame_(frame), usableArea_(usableArea)
+PhysicalScreen::PhysicalScreen(const Kv::Rectangle<int>& frame, const Kv::Rectangle<int>& usableArea,
+                               int widthMillimetres)
+    : frame_(frame), usableArea_(usableArea), widthMillimetres_(widthMillimetres)
 {
 }
 
@@ -51,28 +52,35 @@ std::vector<PhysicalScreen> PhysicalScreen::all(Display* display)
     if (!display)
         return screens;
     const Kv::Rectangle<int> usable = workArea(display);
-    std::vector<Kv::Rectangle<int>> frames;
+    struct Monitor
+    {
+        Kv::Rectangle<int> frame;
+        int widthMillimetres;
+    };
+    std::vector<Monitor> monitors;
     int count = 0;
     int eventBase = 0;
     int errorBase = 0;
     if (XRRQueryExtension(display, &eventBase, &errorBase)) {
-        if (XRRMonitorInfo* monitors = XRRGetMonitors(display, DefaultRootWindow(display), True, &count)) {
+        if (XRRMonitorInfo* found = XRRGetMonitors(display, DefaultRootWindow(display), True, &count)) {
             for (int i = 0; i < count; ++i) {
-                const XRRMonitorInfo& monitor = monitors[i];
-                const Kv::Rectangle<int> frame{monitor.x, monitor.y, monitor.x + monitor.width,
-                                               monitor.y + monitor.height};
-                frames.insert(monitor.primary ? frames.begin() : frames.end(), frame);
+                const XRRMonitorInfo& monitor = found[i];
+                const Monitor entry{{monitor.x, monitor.y, monitor.x + monitor.width, monitor.y + monitor.height},
+                                    monitor.mwidth};
+                monitors.insert(monitor.primary ? monitors.begin() : monitors.end(), entry);
             }
-            XRRFreeMonitors(monitors);
+            XRRFreeMonitors(found);
         }
     }
-    if (frames.empty()) {
+    if (monitors.empty()) {
         const int screen = DefaultScreen(display);
-        frames.push_back({0, 0, DisplayWidth(display, screen), DisplayHeight(display, screen)});
+        monitors.push_back(
+            {{0, 0, DisplayWidth(display, screen), DisplayHeight(display, screen)}, DisplayWidthMM(display, screen)});
     }
-    for (const Kv::Rectangle<int>& frame : frames) {
-        const Kv::Rectangle<int> inside = frame.intersection(usable);
-        screens.emplace_back(frame, inside.width() > 0 && inside.height() > 0 ? inside : frame);
+    for (const Monitor& monitor : monitors) {
+        const Kv::Rectangle<int> inside = monitor.frame.intersection(usable);
+        screens.emplace_back(monitor.frame, inside.width() > 0 && inside.height() > 0 ? inside : monitor.frame,
+                             monitor.widthMillimetres);
     }
     return screens;
 }

@@ -11,10 +11,13 @@ typedef struct _XDisplay Display;
 class PhysicalScreen
 {
 public:
-    PhysicalScreen(const Kv::Rectangle<int>& frame, const Kv::Rectangle<int>& usableArea);
+    PhysicalScreen(const Kv::Rectangle<int>& frame, const Kv::Rectangle<int>& usableArea,
+                   int widthMillimetres = 0);
 
     const Kv::Rectangle<int>& getFrame() const { return frame_; }
     const Kv::Rectangle<int>& getUsableArea() const { return usableArea_; }
+    // As the server reports it; 0 where it does not know.
+    int getWidthMillimetres() const { return widthMillimetres_; }
 
     // The XRandR monitors, the primary first; the whole root window where
     // XRandR gives none. Empty without a display.
@@ -23,4 +26,5 @@ public:
 private:
     Kv::Rectangle<int> frame_;
     Kv::Rectangle<int> usableArea_;
+    int widthMillimetres_;
 };

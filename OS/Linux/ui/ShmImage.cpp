@@ -151,6 +151,18 @@ void ShmImage::put(unsigned long window, const iRegion::Rectangles& rects)
     XFlush(display_);
 }
 
+bool ShmImage::get(unsigned long drawable)
+{
+    if (!surface_)
+        return false;
+    cairo_surface_flush(surface_);
+    const bool read = attached_ ? XShmGetImage(display_, drawable, image_, 0, 0, AllPlanes)
+                                : XGetSubImage(display_, drawable, 0, 0, size_.x, size_.y, AllPlanes, ZPixmap, image_,
+                                               0, 0) != nullptr;
+    cairo_surface_mark_dirty(surface_);
+    return read;
+}
+
 bool ShmImage::takeCompletion(const XEvent& event)
 {
     // No Xlib call here: it also serves as a predicate while Xlib holds the display.

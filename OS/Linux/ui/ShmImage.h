@@ -30,6 +30,9 @@ public:
     // Shows those parts of the pixels at the same place in the window. The
     // server reads shared pixels later: wait before drawing into them again.
     void put(unsigned long window, const iRegion::Rectangles& rects);
+    // Reads the image's size of the drawable's pixels from its top left into
+    // the image; false when there is no surface or the server refuses.
+    bool get(unsigned long drawable);
     // Returns once the server has read the pixels of the last put.
     void waitUntilShown();
     // True for the server's word that the last put is read; the image then
