@@ -91,7 +91,38 @@ TEST(ScreenCapture, RecordingIsNotOfferedAndNoDisplayGivesNoStill)
     LightweightString<wchar_t> path(L"/tmp/capture.mov");
     EXPECT_FALSE(OS()->mediaServices()->beginScreenCapture(path, "mov"));
     OS()->mediaServices()->endScreenCapture("mov");
-    EXPECT_EQ(ScreenGrabber(nullptr).grab(), nullptr);
+    EXPECT_EQ(ScreenGrabber().grab(nullptr), nullptr);
+}
+
+TEST(ScreenCapture, AGrabberFollowsTheDisplayItIsGiven)
+{
+    XvfbServer small("640x480x24");
+    REQUIRE_XVFB(XvfbServer::shared());
+    REQUIRE_XVFB(small);
+    Display* other = XOpenDisplay(small.displayName().c_str());
+    ASSERT_NE(other, nullptr);
+    struct Case
+    {
+        Display* display;
+        int width;
+        int height;
+    };
+    const Case cases[] = {
+        {X11Application::instance().display(), 1280, 1024},
+        {other, 640, 480},
+        {X11Application::instance().display(), 1280, 1024},
+    };
+    {
+        ScreenGrabber grabber;
+        for (const Case& c : cases) {
+            cairo_surface_t* still = grabber.grab(c.display);
+            ASSERT_NE(still, nullptr);
+            EXPECT_EQ(cairo_image_surface_get_width(still), c.width);
+            EXPECT_EQ(cairo_image_surface_get_height(still), c.height);
+            cairo_surface_destroy(still);
+        }
+    }
+    XCloseDisplay(other);
 }
 
 TEST(ScreenCapture, MonitorsOfTheServerStartAtThePrimary)

@@ -81,7 +81,10 @@ void MediaServices::clearCaches()
 
 Kv::Ptr<iHostImage> MediaServices::grabScreen(const XY<int>&) const
 {
-    cairo_surface_t* still = ScreenGrabber(X11Application::instance().display()).grab();
+    Display* display = X11Application::instance().display();
+    // Made after the connection, so that it lets go of its segment first.
+    static ScreenGrabber grabber;
+    cairo_surface_t* still = grabber.grab(display);
     if (!still)
         return nullptr;
     Kv::Ptr<iHostImage> image(new CairoSurfaceWrapper(still));

@@ -25,15 +25,21 @@ namespace
     }
 }
 
-cairo_surface_t* ScreenGrabber::grab() const
+ScreenGrabber::ScreenGrabber() = default;
+
+ScreenGrabber::~ScreenGrabber() = default;
+
+cairo_surface_t* ScreenGrabber::grab(Display* display)
 {
-    if (!display_)
+    if (!display)
         return nullptr;
-    const int screen = DefaultScreen(display_);
-    const int width = DisplayWidth(display_, screen);
-    const int height = DisplayHeight(display_, screen);
-    ShmImage image(display_, {width, height});
-    if (!image.get(RootWindow(display_, screen)))
+    const int screen = DefaultScreen(display);
+    const int width = DisplayWidth(display, screen);
+    const int height = DisplayHeight(display, screen);
+    std::lock_guard<std::mutex> guard(lock_);
+    if (!image_ || image_->display() != display || image_->size() != XY<int>(width, height))
+        image_ = std::make_unique<ShmImage>(display, XY<int>(width, height));
+    if (!image_->get(RootWindow(display, screen)))
         return nullptr;
     cairo_surface_t* still = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, width, height);
     if (cairo_surface_status(still) != CAIRO_STATUS_SUCCESS) {
@@ -41,7 +47,7 @@ cairo_surface_t* ScreenGrabber::grab() const
         return nullptr;
     }
     cairo_surface_flush(still);
-    copyOpaque(image.surface(), still, width, height);
+    copyOpaque(image_->surface(), still, width, height);
     cairo_surface_mark_dirty(still);
     return still;
 }

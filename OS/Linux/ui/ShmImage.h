@@ -27,6 +27,7 @@ public:
     // Null where the visual cannot show Cairo's pixels.
     cairo_surface_t* surface() const { return surface_; }
     XY<int> size() const { return size_; }
+    Display* display() const { return display_; }
     // Shows those parts of the pixels at the same place in the window. The
     // server reads shared pixels later: wait before drawing into them again.
     void put(unsigned long window, const iRegion::Rectangles& rects);
