@@ -275,9 +275,8 @@ TEST(Process, AGuardKeepsOutOtherProcessesUntilReleased)
     const Step steps[] = {
         {first, 'g', '1'}, {second, 'g', '0'}, {first, 'r', 'r'}, {second, 'g', '1'}, {first, 'g', '0'},
     };
-    int index = 0;
-    for (const Step& step : steps)
-        EXPECT_EQ(step.probe.ask(step.command), step.answer) << "step " << index++;
+    for (size_t index = 0; index < std::size(steps); ++index)
+        EXPECT_EQ(steps[index].probe.ask(steps[index].command), steps[index].answer) << "step " << index;
 }
 
 TEST(Process, AGuardNeedsAWritableDocumentsFolder)

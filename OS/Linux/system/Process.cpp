@@ -30,7 +30,8 @@ namespace
         if (pthread_attr_init(&attributes) != 0)
             return;
         pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
-        pthread_attr_setstacksize(&attributes, PTHREAD_STACK_MIN);
+        // It only waits.
+        pthread_attr_setstacksize(&attributes, 64 * 1024);
         pthread_t waiter;
         pthread_create(&waiter, &attributes, collectExit, reinterpret_cast<void*>(intptr_t(child)));
         pthread_attr_destroy(&attributes);

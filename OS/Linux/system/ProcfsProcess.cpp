@@ -21,23 +21,6 @@ namespace
     };
     using Folder = std::unique_ptr<DIR, FolderCloser>;
 
-    class Descriptor
-    {
-    public:
-        explicit Descriptor(int fd) : fd(fd) {}
-        ~Descriptor()
-        {
-            if (fd != -1)
-                close(fd);
-        }
-        Descriptor(const Descriptor&) = delete;
-        Descriptor& operator=(const Descriptor&) = delete;
-
-        const int fd;
-    };
-
-    Folder openProc() { return Folder(opendir("/proc")); }
-
     // Skips count fields separated by single spaces; null when the text ends first.
     const char* skipFields(const char* text, int count)
     {
@@ -52,13 +35,14 @@ namespace
 
 bool ProcfsProcess::read(pid_t id)
 {
-    const Folder proc = openProc();
-    return proc && readAt(dirfd(proc.get()), id);
+    char folder[32];
+    std::snprintf(folder, sizeof folder, "/proc/%d", int(id));
+    return readAt(AT_FDCWD, folder, id);
 }
 
 void ProcfsProcess::forEachListed(const std::function<bool(const ProcfsProcess&)>& visit)
 {
-    const Folder proc = openProc();
+    const Folder proc(opendir("/proc"));
     if (!proc)
         return;
     ProcfsProcess entry;
@@ -67,7 +51,7 @@ void ProcfsProcess::forEachListed(const std::function<bool(const ProcfsProcess&)
         const long id = std::strtol(item->d_name, &end, 10);
         if (*end || id <= 0)
             continue;
-        if (entry.readAt(dirfd(proc.get()), pid_t(id)) && entry.listed() && !visit(entry))
+        if (entry.readAt(dirfd(proc.get()), item->d_name, pid_t(id)) && entry.listed() && !visit(entry))
             return;
     }
 }
@@ -86,10 +70,8 @@ const char* ProcfsProcess::name() const
     return slash ? slash + 1 : executable;
 }
 
-bool ProcfsProcess::readAt(int procFolder, pid_t id)
+bool ProcfsProcess::readAt(int procFolder, const char* folder, pid_t id)
 {
-    char folder[16];
-    std::snprintf(folder, sizeof folder, "%d", int(id));
     processId = id;
     if (!readStat(procFolder, folder))
         return false;
@@ -99,16 +81,17 @@ bool ProcfsProcess::readAt(int procFolder, pid_t id)
 
 // "pid (name) state ppid pgrp session tty tpgid flags ...": the name may hold
 // spaces and parentheses, so it ends at the last ')'.
-bool ProcfsProcess::readStat(int procFolder, const char* id)
+bool ProcfsProcess::readStat(int procFolder, const char* folder)
 {
-    char path[32];
-    std::snprintf(path, sizeof path, "%s/stat", id);
-    const Descriptor file(openat(procFolder, path, O_RDONLY | O_CLOEXEC));
-    struct stat status;
-    if (file.fd == -1 || fstat(file.fd, &status) != 0)
+    char path[48];
+    std::snprintf(path, sizeof path, "%s/stat", folder);
+    const int file = openat(procFolder, path, O_RDONLY | O_CLOEXEC);
+    if (file == -1)
         return false;
+    struct stat status;
     char text[512];
-    const ssize_t got = ::read(file.fd, text, sizeof text - 1);
+    const ssize_t got = fstat(file, &status) == 0 ? ::read(file, text, sizeof text - 1) : -1;
+    close(file);
     if (got <= 0)
         return false;
     text[got] = 0;
@@ -129,13 +112,13 @@ bool ProcfsProcess::readStat(int procFolder, const char* id)
     return true;
 }
 
-void ProcfsProcess::readExecutable(int procFolder, const char* id)
+void ProcfsProcess::readExecutable(int procFolder, const char* folder)
 {
     executable[0] = 0;
     if (!listed())
         return;
-    char path[32];
-    std::snprintf(path, sizeof path, "%s/exe", id);
+    char path[48];
+    std::snprintf(path, sizeof path, "%s/exe", folder);
     const ssize_t length = readlinkat(procFolder, path, executable, sizeof executable - 1);
     if (length <= 0)
         return;

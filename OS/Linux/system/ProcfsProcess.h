@@ -25,9 +25,10 @@ public:
     const char* executablePath() const { return executable; }
 
 private:
-    bool readAt(int procFolder, pid_t id);
-    bool readStat(int procFolder, const char* id);
-    void readExecutable(int procFolder, const char* id);
+    // folder is the process's folder in /proc, relative to procFolder or absolute.
+    bool readAt(int procFolder, const char* folder, pid_t id);
+    bool readStat(int procFolder, const char* folder);
+    void readExecutable(int procFolder, const char* folder);
 
     pid_t processId = -1;
     uid_t owner = 0;
