@@ -50,6 +50,8 @@
 #include "iOpenGLTexture.h"
 #include "iOperatingSystem.h"
 #include "iPixelGuard.h"
+#include "iProcess.h"
+#include "iProcessManager.h"
 #include "iReclaimable.h"
 #include "iRegion.h"
 #include "iSemaphore.h"

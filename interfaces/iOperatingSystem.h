@@ -8,6 +8,7 @@ class iUtils;
 class iFileManager;
 class iThreadManager;
 class iThreadAtomics;
+class iProcessManager;
 class iSystemInfo;
 class iWindowManager;
 class iImageManager;
@@ -28,6 +29,7 @@ public:
     virtual iFileManager* fileMgr() = 0;
     virtual iThreadManager* threadMgr() = 0;
     virtual iThreadAtomics* threadAtomics() = 0;
+    virtual iProcessManager* processMgr() = 0;
     virtual iWindowManager* windowMgr() = 0;
     virtual iSystemInfo* systemInfo() = 0;
     virtual iMediaServices* mediaServices() = 0;

@@ -18,6 +18,7 @@ TEST(LinuxOS, HandsOutOneSystemWithEveryManager)
     EXPECT_NE(system->fileMgr(), nullptr);
     EXPECT_NE(system->threadMgr(), nullptr);
     EXPECT_NE(system->threadAtomics(), nullptr);
+    EXPECT_NE(system->processMgr(), nullptr);
     EXPECT_NE(system->windowMgr(), nullptr);
 }
 
@@ -29,8 +30,8 @@ TEST(LinuxOS, MembersLieInsideInConstructionOrder)
     const auto* end = begin + sizeof(LinuxOS);
     const void* members[] = {system->fileMgr(),      system->memMgr(),     system->heap(),
                              system->utils(),        system->threadMgr(),  system->threadAtomics(),
-                             system->windowMgr(),    system->systemInfo(), system->shell(),
-                             system->mediaServices(), system->imageManager()};
+                             system->windowMgr(),    system->systemInfo(), system->processMgr(),
+                             system->shell(),        system->mediaServices(), system->imageManager()};
     const char* previous = begin;
     for (const void* member : members) {
         const auto* address = static_cast<const char*>(member);

@@ -25,6 +25,8 @@ iThreadManager* LinuxOS::threadMgr() { return &threadManager_; }
 
 iThreadAtomics* LinuxOS::threadAtomics() { return &threadAtomics_; }
 
+iProcessManager* LinuxOS::processMgr() { return &processManager_; }
+
 iWindowManager* LinuxOS::windowMgr() { return &windowManager_; }
 
 iSystemInfo* LinuxOS::systemInfo() { return &systemInfo_; }

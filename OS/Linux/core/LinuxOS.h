@@ -4,6 +4,7 @@
 #include "../graphics/ImageManager.h"
 #include "../gpu/MediaServices.h"
 #include "../system/Cryptography.h"
+#include "../system/ProcessManager.h"
 #include "../system/Shell.h"
 #include "../system/SystemInfo.h"
 #include "../threads/ThreadManager.h"
@@ -30,6 +31,7 @@ public:
     iFileManager* fileMgr() override;
     iThreadManager* threadMgr() override;
     iThreadAtomics* threadAtomics() override;
+    iProcessManager* processMgr() override;
     iWindowManager* windowMgr() override;
     iSystemInfo* systemInfo() override;
     iMediaServices* mediaServices() override;
@@ -48,6 +50,7 @@ private:
     void* autoreleasePool_ = nullptr;
     WindowManager windowManager_;
     SystemInfo systemInfo_;
+    ProcessManager processManager_;
     Shell shell_;
     MediaServices mediaServices_;
     ImageManager imageManager_;
