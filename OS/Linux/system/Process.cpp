@@ -1,6 +1,7 @@
 #include "Process.h"
 
 #include "ProcfsProcess.h"
+#include "SpawnAttributes.h"
 #include "iUtils.h"
 
 #include <cerrno>
@@ -36,27 +37,6 @@ namespace
         pthread_create(&waiter, &attributes, collectExit, reinterpret_cast<void*>(intptr_t(child)));
         pthread_attr_destroy(&attributes);
     }
-
-    // The program must not inherit the calling thread's blocked or ignored signals.
-    class SpawnAttributes
-    {
-    public:
-        SpawnAttributes()
-        {
-            posix_spawnattr_init(&attributes);
-            sigset_t none, all;
-            sigemptyset(&none);
-            sigfillset(&all);
-            posix_spawnattr_setsigmask(&attributes, &none);
-            posix_spawnattr_setsigdefault(&attributes, &all);
-            posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
-        }
-        ~SpawnAttributes() { posix_spawnattr_destroy(&attributes); }
-        SpawnAttributes(const SpawnAttributes&) = delete;
-        SpawnAttributes& operator=(const SpawnAttributes&) = delete;
-
-        posix_spawnattr_t attributes;
-    };
 }
 
 Process::Process(pid_t id) : id(id) {}
@@ -70,7 +50,7 @@ Kv::Ptr<iProcess> Process::create(const LightweightString<wchar_t>& application,
     const SpawnAttributes spawn;
     pid_t child = -1;
     // glibc reports a failed exec here, so there is nothing to wait for.
-    if (posix_spawn(&child, program.c_str(), nullptr, &spawn.attributes, arguments, environ) != 0)
+    if (posix_spawn(&child, program.c_str(), nullptr, spawn.get(), arguments, environ) != 0)
         return Kv::Ptr<iProcess>();
     collectExitLater(child);
     return Kv::Ptr<iProcess>(new Process(child));

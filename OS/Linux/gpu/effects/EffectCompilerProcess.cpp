@@ -3,6 +3,7 @@
 #include "EffectCache.h"
 #include "EffectPreprocessor.h"
 #include "EffectRenderStates.h"
+#include "SpawnAttributes.h"
 
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -558,21 +559,13 @@ bool EffectCompilerProcess::runCompiler(const Request& request, Result& result) 
     posix_spawn_file_actions_adddup2(&actions, theirs.fd, STDOUT_FILENO);
     posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
     // The child must not inherit a blocked SIGPIPE or ignored signals from the caller's thread.
-    posix_spawnattr_t attributes;
-    posix_spawnattr_init(&attributes);
-    sigset_t none, all;
-    sigemptyset(&none);
-    sigfillset(&all);
-    posix_spawnattr_setsigmask(&attributes, &none);
-    posix_spawnattr_setsigdefault(&attributes, &all);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+    const SpawnAttributes attributes;
     std::string program = compilerPath_;
     std::string serve = "--serve";
     char* arguments[] = {program.data(), serve.data(), nullptr};
     pid_t pid = -1;
-    const int spawned = ::posix_spawn(&pid, program.c_str(), &actions, &attributes, arguments, environ);
+    const int spawned = ::posix_spawn(&pid, program.c_str(), &actions, attributes.get(), arguments, environ);
     posix_spawn_file_actions_destroy(&actions);
-    posix_spawnattr_destroy(&attributes);
     theirs.reset();
     if (spawned != 0)
         return stopped(result, failure(request.name, "the effect compiler could not be started (" + std::string(std::strerror(spawned)) +
