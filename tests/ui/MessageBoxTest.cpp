@@ -32,10 +32,15 @@ namespace
         while (std::chrono::steady_clock::now() < deadline &&
                (!XGetWindowAttributes(devices, box, &attributes) || attributes.map_state != IsViewable))
             std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        XTestFakeMotionEvent(devices, -1, (frame.left + frame.right) / 2, (frame.top + frame.bottom) / 2, CurrentTime);
-        XSetInputFocus(devices, box, RevertToParent, CurrentTime);
-        XSync(devices, False);
         XSetErrorHandler(previous);
+        // Entering the box gives it the keyboard.
+        XTestFakeMotionEvent(devices, -1, (frame.left + frame.right) / 2, (frame.top + frame.bottom) / 2, CurrentTime);
+        Window focus = None;
+        int revert = 0;
+        do {
+            XSync(devices, False);
+            XGetInputFocus(devices, &focus, &revert);
+        } while (focus != box && std::chrono::steady_clock::now() < deadline);
         for (const KeySym keysym : keys) {
             XTestFakeKeyEvent(devices, XKeysymToKeycode(devices, keysym), True, CurrentTime);
             XTestFakeKeyEvent(devices, XKeysymToKeycode(devices, keysym), False, CurrentTime);
