@@ -76,7 +76,6 @@ int MessageBox::show(const LightweightString<wchar_t>& title, const LightweightS
     // Centred across the primary screen, a little above its middle.
     const Kv::Rectangle<int> area = screens.front().getUsableArea();
     args.position = XY<int>(area.left + (area.width() - box->size.x) / 2, area.top + (area.height() - box->size.y) / 3);
-    args.onTop = 1;
     args.takeFocus = 1;
     args.buttons = 4;
     args.title = title;
