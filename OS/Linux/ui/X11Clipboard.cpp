@@ -236,8 +236,14 @@ std::string X11Clipboard::readSelection()
 {
     const Atom property = atomOf(reader, "KV_CLIPBOARD");
     const Atom utf8 = atomOf(reader, "UTF8_STRING");
-    // What an earlier read that timed out left behind.
+    // What an earlier read that timed out left behind: a late answer to it
+    // must not pass for this one's.
     XDeleteProperty(reader, readerWindow, property);
+    XSync(reader, False);
+    while (XPending(reader)) {
+        XEvent stale;
+        XNextEvent(reader, &stale);
+    }
     XConvertSelection(reader, atomOf(reader, "CLIPBOARD"), utf8, property, readerWindow, CurrentTime);
     XEvent event;
     if (!waitForReader(SelectionNotify, std::chrono::steady_clock::now() + kAnswerWait, event) ||
