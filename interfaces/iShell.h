@@ -5,6 +5,7 @@
 #include "StdAllocator.h"
 #include "iHostImage.h"
 #include "iObject.h"
+#include "iProcess.h"
 #include "iSettings.h"
 
 #include <vector>
@@ -83,6 +84,8 @@ public:
     // Opens the document, or the web link (scheme in lower case), in the
     // desktop's application for it. The answer is always true.
     virtual bool viewDocument(const LightweightString<wchar_t>& name) = 0;
+    // The program opening the document; null when it cannot start.
+    virtual Kv::Ptr<iProcess> runProgram(const RunArgs& args) = 0;
     // The folder with its trailing "/", or empty when it cannot be found. The
     // folder is not created.
     virtual LightweightString<wchar_t> getFolderLocation(eFolderLocation location) const = 0;

@@ -5,6 +5,7 @@
 #include "OpenCLContext.h"
 #include "OpenCLProgramKernel.h"
 #include "OpenCLRequired.h"
+#include "OpenGLRequired.h"
 #include "OpenGLTextureCache.h"
 #include "OpenGLUtils.h"
 

@@ -5,7 +5,7 @@
 #include <functional>
 #include <gio/gio.h>
 #include <glib.h>
-#include <gtest/gtest.h>
+#include "../HostRequired.h"
 #include <pwd.h>
 #include <string>
 #include <thread>
@@ -100,8 +100,7 @@ TEST(Shell, IconsComeFromTheThemeByContentType)
     iShell* shell = OS()->shell();
     EXPECT_FALSE(shell->getIconForFile(L""));
     EXPECT_FALSE(shell->getIconForFile(L"/no/such/file.txt"));
-    if (!g_file_test("/usr/share/icons/Adwaita", G_FILE_TEST_IS_DIR))
-        GTEST_SKIP() << "no Adwaita icon theme";
+    REQUIRE_HOST(g_file_test("/usr/share/icons/Adwaita", G_FILE_TEST_IS_DIR), "the Adwaita icon theme");
     const std::string folder = std::string(g_get_tmp_dir()) + "/kvos-shell-icon.txt";
     g_file_set_contents(folder.c_str(), "plain text\n", -1, nullptr);
     Kv::Ptr<iHostImage> icon = shell->getIconForFile(OS()->utils()->fromUTF8(folder.c_str(), -1));
@@ -144,12 +143,7 @@ TEST(Shell, RevealedFilesGoToTheFileManagerAsURIs)
 {
     gchar* daemon = g_find_program_in_path("dbus-daemon");
     g_free(daemon);
-    if (!daemon) {
-        const char* ci = std::getenv("CI");
-        if (ci && std::string(ci) == "true")
-            FAIL() << "dbus-daemon is part of the CI machine";
-        GTEST_SKIP() << "dbus-daemon is not installed";
-    }
+    REQUIRE_HOST(daemon, "dbus-daemon");
     GTestDBus* bus = g_test_dbus_new(G_TEST_DBUS_NONE);
     g_test_dbus_up(bus);
     GMainContext* context = g_main_context_new();

@@ -48,6 +48,31 @@ TEST(X11Application, RunsWorkPostedFromAnotherThreadInOrderUntilStopped)
     EXPECT_TRUE(again);
 }
 
+// A modal box runs a loop of its own inside a task; the batch of the outer
+// loop goes on afterwards.
+TEST(X11Application, ATaskMayRunANestedLoop)
+{
+    XvfbServer& server = XvfbServer::shared();
+    REQUIRE_XVFB(server);
+    X11Application application(server.displayName().c_str());
+    std::vector<std::string> order;
+    application.post([&] {
+        order.push_back("outer task begins");
+        application.post([&] {
+            order.push_back("nested task");
+            application.stop();
+        });
+        application.run();
+        order.push_back("outer task ends");
+    });
+    application.post([&] {
+        order.push_back("next outer task");
+        application.stop();
+    });
+    application.run();
+    EXPECT_EQ(order, (std::vector<std::string>{"outer task begins", "nested task", "outer task ends", "next outer task"}));
+}
+
 TEST(X11Application, WithoutADisplayFailsWithOneLogLine)
 {
     const char* display = std::getenv("DISPLAY");

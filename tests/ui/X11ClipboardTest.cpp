@@ -27,15 +27,7 @@ namespace
         return path != nullptr;
     }
 
-#define REQUIRE_XCLIP()                                                            \
-    do {                                                                           \
-        if (!hasXclip()) {                                                         \
-            const char* ci = std::getenv("CI");                                    \
-            if (ci && std::string(ci) == "true")                                   \
-                FAIL() << "xclip is part of the CI machine";                       \
-            GTEST_SKIP() << "xclip is not installed";                              \
-        }                                                                          \
-    } while (false)
+#define REQUIRE_XCLIP() REQUIRE_HOST(hasXclip(), "xclip")
 
     std::wstring wide(const std::string& text)
     {

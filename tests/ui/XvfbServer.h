@@ -1,6 +1,6 @@
 #pragma once
 
-#include <gtest/gtest.h>
+#include "../HostRequired.h"
 
 #include <string>
 #include <sys/types.h>
@@ -34,14 +34,4 @@ private:
     std::string name;
 };
 
-// On CI (CI=true) Xvfb is part of the machine, so a test that cannot start it
-// fails there; elsewhere it skips.
-#define REQUIRE_XVFB(server)                                                       \
-    do {                                                                           \
-        if ((server).displayName().empty()) {                                      \
-            const char* ci = std::getenv("CI");                                    \
-            if (ci && std::string(ci) == "true")                                   \
-                FAIL() << "Xvfb cannot start on CI";                               \
-            GTEST_SKIP() << "Xvfb cannot start";                                   \
-        }                                                                          \
-    } while (false)
+#define REQUIRE_XVFB(server) REQUIRE_HOST(!(server).displayName().empty(), "Xvfb")

@@ -1,9 +1,10 @@
 #include "Shell.h"
 
 #include "CairoImage.h"
-#include "X11Clipboard.h"
 #include "MessageBox.h"
+#include "Process.h"
 #include "Settings.h"
+#include "X11Clipboard.h"
 #include "iFileManager.h"
 #include "iUtils.h"
 
@@ -33,10 +34,18 @@ namespace
         {iShell::eDownloads, G_USER_DIRECTORY_DOWNLOAD, "Downloads"},
     };
 
+    // Plain text, not the library's strings: a table built before main
+    // would build the system object there.
+    struct ButtonLabel
+    {
+        const wchar_t* label;
+        int result;
+    };
+
     struct ButtonLayout
     {
-        MessageBox::Button first;
-        MessageBox::Button second;
+        ButtonLabel first;
+        ButtonLabel second;
     };
 
     constexpr int kNone = -1;
@@ -57,9 +66,10 @@ namespace
         if (unsigned(layout) >= std::size(kButtonLayouts))
             return {{L"OK", iShell::eNothingChosen}};
         const ButtonLayout& buttons = kButtonLayouts[layout];
-        if (buttons.second.result == kNone)
-            return {buttons.first};
-        return {buttons.first, buttons.second};
+        std::vector<MessageBox::Button> chosen = {{buttons.first.label, buttons.first.result}};
+        if (buttons.second.result != kNone)
+            chosen.push_back({buttons.second.label, buttons.second.result});
+        return chosen;
     }
 
     MessageBox::eStyle styleOf(iShell::eMessageIcon icon)
@@ -272,6 +282,8 @@ Kv::Ptr<iHostImage> Shell::getIconForFile(const LightweightString<wchar_t>& name
     g_object_unref(info);
     return path.empty() ? Kv::Ptr<iHostImage>() : imageOf(path);
 }
+
+Kv::Ptr<iProcess> Shell::runProgram(const RunArgs& args) { return Process::create(args.program, args.document); }
 
 LightweightString<wchar_t> Shell::getFolderLocation(eFolderLocation location) const
 {

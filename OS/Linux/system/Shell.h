@@ -9,6 +9,7 @@ class Shell : public iShell
 public:
     void revealFiles(const FileNames& names) override;
     bool viewDocument(const LightweightString<wchar_t>& name) override;
+    Kv::Ptr<iProcess> runProgram(const RunArgs& args) override;
     LightweightString<wchar_t> getFolderLocation(eFolderLocation location) const override;
     bool hasAdminPrivileges() const override { return false; }
     LightweightString<wchar_t> getUserName() const override;

@@ -215,15 +215,19 @@ void X11Application::runPostedWork()
 {
     uint64_t count = 0;
     [[maybe_unused]] const ssize_t drained = read(wakeFd, &count, sizeof count);
+    // A task may run a loop of its own (a modal box): the list being worked
+    // through is this call's alone. Its storage is kept for the next posts,
+    // so a wake-up allocates nothing.
+    std::vector<std::function<void()>> ready = std::move(spare);
+    ready.clear();
     {
         std::lock_guard<std::mutex> guard(workLock);
         ready.swap(work);
     }
     for (std::function<void()>& task : ready)
         task();
-    // Cleared, not made anew: its storage serves the next posts after the
-    // next swap, so a wake-up allocates nothing.
     ready.clear();
+    spare = std::move(ready);
 }
 
 void X11Application::addTimer(TimerRedirector* timer) { timers.push_back(timer); }

@@ -3,7 +3,7 @@
 #include "KvRectangle.h"
 #include "XY.h"
 
-#include <deque>
+
 #include <functional>
 #include <map>
 #include <mutex>
@@ -107,7 +107,7 @@ private:
     XIM inputMethod_ = nullptr;
     bool inputMethodOpened = false;
     std::mutex workLock;
-    std::deque<std::function<void()>> work;
-    // Only the loop's thread touches it.
-    std::deque<std::function<void()>> ready;
+    std::vector<std::function<void()>> work;
+    // Storage for the next pass; only the loop's thread touches it.
+    std::vector<std::function<void()>> spare;
 };
