@@ -4,9 +4,12 @@
 // sheet of every primitive saved as kvdemo-2d.png, the same sheet drawn on the
 // GPU with what only the GPU draws saved as kvdemo-gpu.png, effects, 3D and
 // compute on one picture saved as kvdemo-fx.png, and cryptography: digests, an
-// RSA and an AES round trip. With --windows it opens a window with a video
+// RSA and an AES round trip, and the system: monitors, memory, processes and
+// the instance guard, with a display a screen grab in kvdemo-screen.png and a
+// message box. With --windows it opens a window with a video
 // window inside instead, where a display is open.
 #include "EffectsTour.h"
+#include "SystemTour.h"
 #include "WindowsTour.h"
 #include "GPUNumericFont.h"
 #include "OS.h"
@@ -533,6 +536,7 @@ int main(int argc, char** argv)
     drawingTour();
     effectsTour();
     cryptoTour();
+    systemTour();
 
     const LightweightString<wchar_t> title = utils()->fromUTF8("Proxies \xE2\x86\x92 Montage \xF0\x9F\x8E\xAC", -1);
     std::printf("\nkvdemo: %d frames decoded by threads %u to %u; a title of %u characters survives UTF-8: %s\n",
