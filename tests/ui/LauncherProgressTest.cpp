@@ -4,45 +4,36 @@
 
 #include <gio/gio.h>
 
-#include <csignal>
-#include <cstdio>
-#include <cstring>
 #include <cstdlib>
 #include <string>
 #include <vector>
 
 namespace
 {
-    // A session bus of the test's own, the process's from its start on.
+    // A session bus of the test's own, the process's from its start on. GLib
+    // runs the daemon and takes it down, also when the test is killed.
     class PrivateSessionBus
     {
     public:
-        PrivateSessionBus()
+        PrivateSessionBus() : bus_(g_test_dbus_new(G_TEST_DBUS_NONE))
         {
-            FILE* daemon = popen("dbus-daemon --session --fork --print-address=1 --print-pid=1 2>/dev/null", "r");
-            if (!daemon)
-                return;
-            char address[512] = {};
-            char pid[32] = {};
-            if (std::fgets(address, sizeof address, daemon) && std::fgets(pid, sizeof pid, daemon)) {
-                address[std::strcspn(address, "\n")] = 0;
-                address_ = address;
-                pid_ = std::atoi(pid);
-            }
-            pclose(daemon);
-            if (!address_.empty())
-                setenv("DBUS_SESSION_BUS_ADDRESS", address_.c_str(), 1);
+            gchar* daemon = g_find_program_in_path("dbus-daemon");
+            running_ = daemon != nullptr;
+            g_free(daemon);
+            if (running_)
+                g_test_dbus_up(bus_); // sets DBUS_SESSION_BUS_ADDRESS
         }
         ~PrivateSessionBus()
         {
-            if (pid_ > 0)
-                kill(pid_, SIGTERM);
+            if (running_)
+                g_test_dbus_down(bus_);
+            g_object_unref(bus_);
         }
-        bool running() const { return !address_.empty(); }
+        bool running() const { return running_; }
 
     private:
-        std::string address_;
-        int pid_ = 0;
+        GTestDBus* bus_;
+        bool running_ = false;
     };
 
     struct Update
