@@ -5,6 +5,7 @@
 #include <functional>
 #include <gio/gio.h>
 #include <glib.h>
+#include <glib/gstdio.h>
 #include "../HostRequired.h"
 #include <pwd.h>
 #include <string>
@@ -107,6 +108,20 @@ TEST(Shell, IconsComeFromTheThemeByContentType)
     std::remove(folder.c_str());
     ASSERT_TRUE(icon);
     EXPECT_EQ(icon->getSize(), XY<int>(128, 128));
+}
+
+// The document goes to the program as its one argument, spaces and all.
+TEST(Shell, RunProgramHandsTheDocumentToTheProgram)
+{
+    gchar* folder = g_dir_make_tmp("kvos-run-XXXXXX", nullptr);
+    const std::string document = std::string(folder) + "/a made file";
+    const iShell::RunArgs touch{L"/usr/bin/touch", OS()->utils()->fromUTF8(document.c_str(), -1)};
+    EXPECT_TRUE(OS()->shell()->runProgram(touch));
+    EXPECT_TRUE(iterateUntil(nullptr, [&] { return g_file_test(document.c_str(), G_FILE_TEST_EXISTS); }));
+    EXPECT_FALSE(OS()->shell()->runProgram({L"/nonexistent/program", L""}));
+    g_remove(document.c_str());
+    g_rmdir(folder);
+    g_free(folder);
 }
 
 // Without xdg-open nothing opens, and the answer is the same.

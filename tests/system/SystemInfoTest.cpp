@@ -103,7 +103,7 @@ TEST(SystemInfo, NamesAndCountsMatchTheKernel)
     EXPECT_EQ(utf8(info()->getComputerName()), hostName.substr(0, hostName.find('.')));
 
     const std::string version = utf8(info()->getOSVersion());
-    EXPECT_EQ(version.rfind("Linux;", 0), 0u) << version;
+    EXPECT_EQ(version.rfind("OSX;", 0), 0u) << version;
     EXPECT_NE(version.find(firstLineOf("/proc/sys/kernel/osrelease")), std::string::npos) << version;
     std::ifstream release("/etc/os-release");
     for (std::string line; std::getline(release, line);)

@@ -11,11 +11,12 @@
 namespace
 {
     // A session bus of the test's own, the process's from its start on. GLib
-    // runs the daemon and takes it down, also when the test is killed.
+    // runs the daemon and takes it down, also when the test is killed. It
+    // also unsets DISPLAY, which the later tests of this process need back.
     class PrivateSessionBus
     {
     public:
-        PrivateSessionBus() : bus_(g_test_dbus_new(G_TEST_DBUS_NONE))
+        PrivateSessionBus() : bus_(g_test_dbus_new(G_TEST_DBUS_NONE)), display_(g_strdup(g_getenv("DISPLAY")))
         {
             gchar* daemon = g_find_program_in_path("dbus-daemon");
             running_ = daemon != nullptr;
@@ -28,11 +29,15 @@ namespace
             if (running_)
                 g_test_dbus_down(bus_);
             g_object_unref(bus_);
+            if (display_)
+                g_setenv("DISPLAY", display_, TRUE);
+            g_free(display_);
         }
         bool running() const { return running_; }
 
     private:
         GTestDBus* bus_;
+        gchar* display_;
         bool running_ = false;
     };
 

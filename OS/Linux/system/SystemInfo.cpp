@@ -152,7 +152,9 @@ LightweightString<wchar_t> SystemInfo::getOSVersion() const
 {
     char version[256];
     QtUtils::getOSVersion(version);
-    std::string text("Linux;");
+    // The tag before ';' is the system's own and callers split on it: it
+    // stays what it is on every host, and the host's version follows.
+    std::string text("OSX;");
     text.append(version);
     return OS()->utils()->fromUTF8(text.c_str(), -1);
 }
