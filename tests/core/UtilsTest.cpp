@@ -105,13 +105,18 @@ TEST(Utils, LogWritesOneTimedLineWithoutAddingANewline)
     const std::string line = capturedLog([] { utils()->log("hello", nullptr); });
     EXPECT_TRUE(std::regex_match(line, std::regex(R"(\d\d:\d\d:\d\d\.\d\d\d: hello)"))) << line;
 
+    // Narrow and wide lines share one stream, whichever comes first.
     FILE* file = tmpfile();
-    utils()->log(L"wide \x263A", file);
+    utils()->log(L"wide \x263A ", file);
+    utils()->log("narrow ", file);
+    utils()->log(L"wide again", file);
     rewind(file);
-    wchar_t buffer[128] = {};
-    fgetws(buffer, 128, file);
+    char buffer[256] = {};
+    EXPECT_GT(fread(buffer, 1, sizeof buffer - 1, file), 0u);
     fclose(file);
-    EXPECT_TRUE(std::regex_match(std::wstring(buffer), std::wregex(LR"(\d\d:\d\d:\d\d\.\d\d\d: wide .*)")));
+    const std::string time = R"(\d\d:\d\d:\d\d\.\d\d\d: )";
+    EXPECT_TRUE(std::regex_match(buffer, std::regex(time + "wide \xE2\x98\xBA " + time + "narrow " + time + "wide again")))
+        << buffer;
 }
 
 TEST(Utils, VlogDropsWhatDoesNotFit)

@@ -45,19 +45,17 @@ namespace
     }
 
     // One print call per line, so that lines from several threads do not mix.
-    template <class E>
-    void writeLogLine(FILE* file, bool fullDate, const E* text, const E* dateFormat, const E* timeFormat,
-                      int (*print)(FILE*, const E*, ...))
+    void writeLogLine(FILE* file, bool fullDate, const char* text)
     {
         const LogTime now = logTime();
         const tm& t = now.local;
         if (!file)
             file = stdout;
         if (fullDate)
-            print(file, dateFormat, t.tm_year + 1900, t.tm_mon + 1, t.tm_mday, t.tm_hour, t.tm_min, t.tm_sec,
-                  now.milliseconds, text);
+            std::fprintf(file, "%d-%02d-%02d %02d:%02d:%02d.%03d: %s", t.tm_year + 1900, t.tm_mon + 1, t.tm_mday,
+                         t.tm_hour, t.tm_min, t.tm_sec, now.milliseconds, text);
         else
-            print(file, timeFormat, t.tm_hour, t.tm_min, t.tm_sec, now.milliseconds, text);
+            std::fprintf(file, "%02d:%02d:%02d.%03d: %s", t.tm_hour, t.tm_min, t.tm_sec, now.milliseconds, text);
     }
 
     bool isContinuation(unsigned char byte) { return byte >= 0x80 && byte <= 0xBF; }
@@ -171,13 +169,15 @@ void Utils::getStacktrace(std::vector<LightweightString<char>, StdAllocator<Ligh
 void Utils::log(const char* text, FILE* file) const
 {
     static const bool fullDate = appWantsFullDate();
-    writeLogLine(file, fullDate, text, "%d-%02d-%02d %02d:%02d:%02d.%03d: %s", "%02d:%02d:%02d.%03d: %s", fprintf);
+    writeLogLine(file, fullDate, text);
 }
 
 void Utils::log(const wchar_t* text, FILE* file) const
 {
     static const bool fullDate = appWantsFullDate();
-    writeLogLine(file, fullDate, text, L"%d-%02d-%02d %02d:%02d:%02d.%03d: %ls", L"%02d:%02d:%02d.%03d: %ls", fwprintf);
+    // A stream takes the orientation of its first write and then refuses the
+    // other kind: wide text goes out as UTF-8, so both kinds share a stream.
+    writeLogLine(file, fullDate, toUTF8(LightweightString<wchar_t>(text)).c_str());
 }
 
 // A line that does not fit is dropped, not cut: a cut log line is not logged.
