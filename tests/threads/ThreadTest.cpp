@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <future>
 #include <pthread.h>
+#include <sys/resource.h>
 #include <string>
 #include <thread>
 #include <unistd.h>
@@ -136,15 +137,34 @@ TEST(Thread, IdsIncreaseInOrderOfCreation)
     EXPECT_LT(second->getID(), third->getID());
 }
 
-TEST(Thread, EveryPriorityCanBeSetOnALiveThread)
+// The priority is the thread's nice value, read back from the kernel.
+TEST(Thread, PrioritiesSetTheThreadsNiceValue)
 {
-    std::promise<void> letGo;
-    std::shared_future<void> released = letGo.get_future().share();
-    const Kv::Ptr<iThread> thread =
-        startThread([](void* arg) { static_cast<std::shared_future<void>*>(arg)->wait(); }, &released);
-    for (int priority = iThread::ePriorityIdle; priority <= iThread::ePriorityTimeCritical; ++priority)
-        EXPECT_TRUE(thread->setPriority(iThread::ePriority(priority))) << "priority " << priority;
-    letGo.set_value();
+    struct Shared
+    {
+        std::atomic<pid_t> systemId{0};
+        std::promise<void> letGo;
+        std::future<void> released = letGo.get_future();
+    } shared;
+    const Kv::Ptr<iThread> thread = startThread(
+        [](void* arg) {
+            auto* shared = static_cast<Shared*>(arg);
+            shared->systemId = gettid();
+            shared->released.wait();
+        },
+        &shared);
+    while (shared.systemId == 0)
+        std::this_thread::yield();
+    const int expectedNice[] = {19, 10, 0, -5, -10, -20};
+    for (int priority = iThread::ePriorityIdle; priority <= iThread::ePriorityTimeCritical; ++priority) {
+        SCOPED_TRACE(testing::Message() << "priority " << priority);
+        // Raising it needs the right to, which the tests have as root.
+        ASSERT_TRUE(thread->setPriority(iThread::ePriority(priority)));
+        EXPECT_EQ(getpriority(PRIO_PROCESS, id_t(shared.systemId.load())), expectedNice[priority]);
+    }
+    EXPECT_FALSE(thread->setPriority(iThread::ePriority(6)));
+    EXPECT_EQ(thread->getPriority(), 2) << "the answer is fixed";
+    shared.letGo.set_value();
     EXPECT_TRUE(thread->waitForCompletion(iWaitable::kInfinite));
 }
 

@@ -2,7 +2,10 @@
 
 #include <atomic>
 #include <cstdio>
+#include <iterator>
 #include <sched.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
 namespace
 {
@@ -38,17 +41,18 @@ unsigned int Thread::getID() const { return id; }
 
 int Thread::getPriority() const { return 2; }
 
-// The priority scales the policy's range: 0 is its minimum, 5 its maximum.
+// Under SCHED_OTHER the scheduler's priority range is 0 to 0, so the
+// priority goes to the thread's nice value: lower always, higher only where
+// the process may raise it.
 bool Thread::setPriority(ePriority priority)
 {
-    if (!handle)
+    static constexpr int kNiceOf[] = {19, 10, 0, -5, -10, -20};
+    if (!handle || unsigned(priority) >= std::size(kNiceOf))
         return false;
-    const float fraction = float(priority) / 5.0f;
-    const int lowest = sched_get_priority_min(SCHED_OTHER);
-    const int highest = sched_get_priority_max(SCHED_OTHER);
-    sched_param parameters = {};
-    parameters.sched_priority = int(float(highest - lowest) * fraction) + lowest;
-    return pthread_setschedparam(handle, SCHED_OTHER, &parameters) == 0;
+    pid_t thread;
+    while ((thread = systemId.load(std::memory_order_acquire)) == 0)
+        sched_yield();
+    return setpriority(PRIO_PROCESS, id_t(thread), kNiceOf[priority]) == 0;
 }
 
 int Thread::setAffinity(unsigned int) { return 0; }
@@ -76,6 +80,7 @@ int Thread::protectedExecute(eExecRC (*fn)(void*), void* arg, void (*)(const Exc
 void* Thread::execute(void* self)
 {
     auto* thread = static_cast<Thread*>(self);
+    thread->systemId.store(gettid(), std::memory_order_release);
     if (!thread->name.empty()) {
         char shortName[kMaxNameLength + 1];
         std::snprintf(shortName, sizeof shortName, "%s", thread->name.c_str());

@@ -3,7 +3,9 @@
 #include "LightweightString.h"
 #include "iThread.h"
 
+#include <atomic>
 #include <pthread.h>
+#include <sys/types.h>
 
 // A POSIX thread that runs entry(arg) once. The destructor joins: the last
 // reference must not be dropped on the thread itself.
@@ -36,4 +38,6 @@ private:
     void* arg;
     unsigned int id;
     LightweightString<char> name;
+    // The kernel's id of the thread, published by the thread as it starts.
+    std::atomic<pid_t> systemId{0};
 };
