@@ -86,7 +86,15 @@ public:
     unsigned capacity() const noexcept { return impl ? impl->capacity : 0; }
     bool empty() const noexcept { return size() == 0; }
     E operator[](unsigned index) const noexcept { return c_str()[index]; }
-    E& operator[](unsigned index) noexcept { return impl->text[index]; }
+    E& operator[](unsigned index) noexcept
+    {
+        if (impl)
+            return impl->text[index];
+        // A null string reads as empty text, and what is written to it goes nowhere.
+        static thread_local E terminator;
+        terminator = E();
+        return terminator;
+    }
     bool operator==(const LightweightString& other) const { return compare(c_str(), other.c_str()) == 0; }
     bool operator==(const E* other) const { return compare(c_str(), other) == 0; }
     bool operator<(const LightweightString& other) const { return compare(c_str(), other.c_str()) < 0; }

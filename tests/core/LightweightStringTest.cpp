@@ -18,6 +18,13 @@ TEST(LightweightString, EmptyTextIsNullAndAllocatesNothing)
     EXPECT_EQ(CString::compare(nullptr, ""), 0);
     EXPECT_LT(CString::compare(nullptr, "a"), 0);
     EXPECT_GT(CString::compare("a", nullptr), 0);
+
+    // Writable access to a null string reads as empty text and writes nowhere.
+    CString null;
+    EXPECT_EQ(null[0], 0);
+    null[0] = 'x';
+    EXPECT_EQ(null[0], 0);
+    EXPECT_TRUE(null.empty());
 }
 
 TEST(LightweightString, CapacityIsThePowerOfTwoAboveTheLength)
