@@ -1,9 +1,5 @@
 // The effect compiler: Cg effect files to GLSL, for effect authors and, with
 // --serve, as the library's compiler process.
-//
-// Two definitions exist for the library's tests and do nothing useful for
-// anyone else: KVFXC_TEST_ABORT makes the compiler abort and KVFXC_TEST_HANG
-// makes it wait for ever, as a translator that crashes or hangs would.
 
 #include "EffectCompilerProcess.h"
 #include "EffectParser.h"
@@ -13,14 +9,12 @@
 #include "OpenGLContextProtector.h"
 #include "OpenGLUtils.h"
 
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <iostream>
 #include <sstream>
 #include <string>
-#include <thread>
 #include <unistd.h>
 #include <vector>
 
@@ -49,18 +43,6 @@ const char kUsage[] =
     "--serve reads one request on standard input and writes one reply on standard\n"
     "output, for the library.\n";
 
-void obeyTestDefinitions(const EffectParser::Definitions& definitions)
-{
-    for (const auto& [name, value] : definitions) {
-        if (name == "KVFXC_TEST_ABORT")
-            std::abort();
-        if (name == "KVFXC_TEST_HANG") {
-            for (;;)
-                std::this_thread::sleep_for(std::chrono::hours(1));
-        }
-    }
-}
-
 int serve()
 {
     std::string bytes;
@@ -78,7 +60,6 @@ int serve()
         std::fputs("kvfxc: the request could not be read\n", stderr);
         return 2;
     }
-    obeyTestDefinitions(request.definitions);
     const std::string reply = EffectCompilerProcess::encodeReply(EffectCompilerProcess::compileHere(request));
     return std::fwrite(reply.data(), 1, reply.size(), stdout) == reply.size() && std::fflush(stdout) == 0 ? 0 : 2;
 }
@@ -247,7 +228,6 @@ int main(int argc, char** argv)
     }
     request.name = path;
     request.folder = EffectPreprocessor::folderOf(path);
-    obeyTestDefinitions(request.definitions);
 
     const EffectCompilerProcess::Result result = EffectCompilerProcess::compileHere(request);
     const EffectModel model =

@@ -42,9 +42,10 @@ protected:
     void TearDown() override { std::filesystem::remove_all(cacheFolder); }
 
     EffectCompilerProcess::Result compile(const std::string& source, const EffectParser::Definitions& definitions = {},
-                                          std::chrono::milliseconds timeout = std::chrono::seconds(20))
+                                          std::chrono::milliseconds timeout = std::chrono::seconds(20),
+                                          const char* program = KVFXC_PATH)
     {
-        const EffectCompilerProcess compiler(KVFXC_PATH, cacheFolder, timeout);
+        const EffectCompilerProcess compiler(program, cacheFolder, timeout);
         return compiler.compile({"test.fx", "/tmp/", source, definitions, {}});
     }
 
@@ -162,7 +163,7 @@ TEST_F(EffectCompilerProcessTest, MisusedShaderBindingsAreListedWithTheirLines)
 
 TEST_F(EffectCompilerProcessTest, CrashIsOneListingLineAndLeavesNoProcess)
 {
-    const EffectCompilerProcess::Result result = compile(kGoodEffect, {{"KVFXC_TEST_ABORT", "1"}});
+    const EffectCompilerProcess::Result result = compile(kGoodEffect, {{"ABORT", "1"}}, std::chrono::seconds(20), KVOS_MISBEHAVING_COMPILER);
     EXPECT_FALSE(result.succeeded);
     EXPECT_EQ(result.listing,
               "test.fx(0) : error: the effect compiler stopped unexpectedly (signal " + std::to_string(SIGABRT) + ")\n");
@@ -174,7 +175,7 @@ TEST_F(EffectCompilerProcessTest, HangIsStoppedWithinTheTimeout)
 {
     const auto start = std::chrono::steady_clock::now();
     const EffectCompilerProcess::Result result =
-        compile(kGoodEffect, {{"KVFXC_TEST_HANG", "1"}}, std::chrono::milliseconds(500));
+        compile(kGoodEffect, {{"HANG", "1"}}, std::chrono::milliseconds(500), KVOS_MISBEHAVING_COMPILER);
     const auto elapsed = std::chrono::steady_clock::now() - start;
     EXPECT_FALSE(result.succeeded);
     EXPECT_EQ(result.listing, "test.fx(0) : error: the effect compiler did not answer within 500 ms and was stopped\n");
