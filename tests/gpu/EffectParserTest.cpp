@@ -4,7 +4,9 @@
 #include <cstdlib>
 #include <fstream>
 #include <gtest/gtest.h>
+
 #include <random>
+#include <regex>
 #include <unistd.h>
 
 namespace
@@ -241,6 +243,36 @@ TEST(EffectParser, AMegabyteOfGarbageFailsQuickly)
     const std::string listing = effectListing(model.errors);
     EXPECT_NE(listing.find("test.fx("), std::string::npos);
     EXPECT_NE(listing.find(") : error: "), std::string::npos);
+}
+
+// What one file can make the editor allocate is bounded, with a listing line.
+TEST(EffectParser, ParameterTechniqueAndPassCountsAreBounded)
+{
+    auto repeated = [](const std::string& text, int times) {
+        std::string all;
+        for (int i = 0; i < times; ++i)
+            all += std::regex_replace(text, std::regex("#"), std::to_string(i));
+        return all;
+    };
+    const struct
+    {
+        std::string source;
+        std::string message;
+    } cases[] = {
+        {"float4x4 a[65536];\nfloat b;\n",
+         "test.fx(2) : error: too many parameter values at 'b': at most 4096 parameters of 1048576 values in all\n"},
+        {repeated("float p#;", 4096) + "\nfloat last;\n",
+         "test.fx(2) : error: too many parameter values at 'last': at most 4096 parameters of 1048576 values in all\n"},
+        {repeated("technique T# { pass P { } }\n", 257), "test.fx(257) : error: too many techniques: at most 256\n"},
+        {"technique T {\n" + repeated("pass P# { }\n", 65), "test.fx(66) : error: too many passes in technique 'T': at most 64\n"},
+    };
+    for (const auto& test : cases) {
+        EXPECT_EQ(effectListing(parse(test.source).errors), test.message);
+        EXPECT_EQ(effectListing(parse(test.source.substr(0, test.source.rfind('\n', test.source.size() - 2) + 1)).errors)
+                      .find("too many"),
+                  std::string::npos)
+            << "one fewer is within the bounds";
+    }
 }
 
 TEST(EffectParser, DeepNestingFailsWithoutExhaustingTheStack)

@@ -18,6 +18,12 @@ namespace
     // or an exhausted heap.
     constexpr int kMaxNesting = 256;
     constexpr double kMaxArrayElements = 65536;
+    // The editor keeps every parameter's values: these bound what one file can
+    // make it allocate (the values are 8 bytes each).
+    constexpr std::size_t kMaxParameters = 4096;
+    constexpr std::size_t kMaxParameterValues = std::size_t(1) << 20;
+    constexpr std::size_t kMaxTechniques = 256;
+    constexpr std::size_t kMaxPasses = 64;
 
     bool sameWord(std::string_view left, std::string_view right)
     {
@@ -705,12 +711,26 @@ namespace
                     return;
                 if (firstName.empty())
                     firstName = parameter.name;
-                if (!qualifiers.isStatic)
+                if (!qualifiers.isStatic && withinBounds(parameter))
                     declare(EffectGlobal::eParameter, model.parameters, parameter);
             } while (accept(","));
             if (expect(";") && qualifiers.isStatic)
                 model.declarations.push_back({EffectDeclaration::eConstant, firstName,
                                               written + " " + textBetween(declarators, endOfPrevious()), location});
+        }
+
+        bool withinBounds(const EffectParameter& parameter)
+        {
+            std::size_t values = std::size_t(parameter.type.rows) * parameter.type.columns;
+            for (const unsigned size : parameter.arraySizes)
+                values *= size ? size : 1;
+            parameterValues += std::max(values, parameter.defaults.size());
+            if (model.parameters.size() < kMaxParameters && parameterValues <= kMaxParameterValues)
+                return true;
+            failAt(parameter.location, "too many parameter values at '" + parameter.name + "': at most " +
+                                           std::to_string(kMaxParameters) + " parameters of " +
+                                           std::to_string(kMaxParameterValues) + " values in all");
+            return false;
         }
 
         // After "[": the size, 0 for "[]". elements counts those of all the
@@ -989,9 +1009,18 @@ namespace
                     unexpected();
                     return;
                 }
+                if (technique.passes.size() == kMaxPasses) {
+                    fail(peek(), "too many passes in technique '" + technique.name + "': at most " +
+                                     std::to_string(kMaxPasses));
+                    return;
+                }
                 technique.passes.push_back(pass());
             }
-            if (!failed)
+            if (failed)
+                return;
+            if (model.techniques.size() == kMaxTechniques)
+                failAt(technique.location, "too many techniques: at most " + std::to_string(kMaxTechniques));
+            else
                 model.techniques.push_back(technique);
         }
 
@@ -1121,6 +1150,7 @@ namespace
         std::size_t at = 0;
         int nesting = 0;
         bool failed = false;
+        std::size_t parameterValues = 0;
         EffectModel model;
     };
 
