@@ -1,5 +1,6 @@
 #include "CgLibrary.h"
 #include "CgTranslator.h"
+#include "OpenGLRequired.h"
 #include "SurfacelessGL.h"
 
 #include <gtest/gtest.h>
@@ -162,11 +163,7 @@ protected:
     void SetUp() override
     {
         gl_ = std::make_unique<SurfacelessGL>(4, 4);
-        const char* ci = std::getenv("CI");
-        if (!gl_->available() && ci && std::string(ci) == "true")
-            FAIL() << "no OpenGL to draw with: " << gl_->unavailableReason();
-        if (!gl_->available())
-            GTEST_SKIP() << "no OpenGL to draw with: " << gl_->unavailableReason();
+        REQUIRE_OPENGL(gl_->available(), gl_->unavailableReason());
     }
 
     void TearDown() override
