@@ -1,78 +1,44 @@
 #include "CairoImage.h"
 #include "CairoSurfaceWrapper.h"
 #include "ImageTestSupport.h"
-#include "OS.h"
 
 #include <gtest/gtest.h>
-#include <png.h>
 
-#include <cstdio>
-#include <cstdlib>
 #include <filesystem>
-#include <string>
+
+using CairoImageTest = ImageScratchFolder;
 
 namespace
 {
-    class CairoImageTest : public ImageScratchFolder
+    // Red and blue at half alpha from the two-pixel file, premultiplied BGRA.
+    const std::vector<int> kDecodedPixels{0, 0, 255, 255, 100, 0, 0, 128};
+
+    struct Surface
     {
-    protected:
-        static LightweightString<wchar_t> wide(const std::string& path) { return wideOf(path); }
-        std::string writeTwoPixelPng() const { return ImageScratchFolder::writeTwoPixelPng(200); }
+        explicit Surface(Kv::Ptr<iImageBase> image) : surface(CairoImage::makeSurface(image)) {}
+        ~Surface() { cairo_surface_destroy(surface); }
+        unsigned char* data() const { return cairo_image_surface_get_data(surface); }
+        cairo_surface_t* surface;
     };
-
-    std::vector<int> bytesOf(const unsigned char* pixels, int count)
-    {
-        return std::vector<int>(pixels, pixels + count);
-    }
 }
 
-TEST_F(CairoImageTest, RatioTwoKeepsLogicalSizeAndAllocatesDevicePixels)
+TEST_F(CairoImageTest, SizesAreLogicalAndPixelsAreDevicePixelsWithGaplessRows)
 {
-    Kv::Ptr<CairoImage> image(new CairoImage(XY<int>(100, 50), 32, 2));
-    EXPECT_EQ(image->getSize(), XY<int>(100, 50));
-    EXPECT_EQ(image->getDevicePixelRatio(), 2);
-    EXPECT_EQ(CairoImage::getDevicePixelRatio(image), 2);
-    EXPECT_EQ(image->getStorage().size, XY<int>(200, 100));
+    Kv::Ptr<CairoImage> doubled(new CairoImage(XY<int>(100, 50), 32, 2));
+    EXPECT_EQ(doubled->getSize(), XY<int>(100, 50));
+    EXPECT_EQ(CairoImage::getDevicePixelRatio(doubled), 2);
+    EXPECT_EQ(doubled->lock()->getSize(), XY<int>(200, 100));
+    EXPECT_EQ(doubled->lock()->getStride(), 800u);
+    const Surface surface(doubled);
+    EXPECT_EQ(cairo_image_surface_get_width(surface.surface), 200);
+    EXPECT_EQ(cairo_image_surface_get_height(surface.surface), 100);
 
-    Kv::Ptr<iPixelGuard> pixels = image->lock();
-    ASSERT_TRUE(pixels);
-    EXPECT_EQ(pixels->getSize(), XY<int>(200, 100));
-    EXPECT_EQ(pixels->getStride(), 800u);
-
-    cairo_surface_t* surface = CairoImage::makeSurface(image);
-    ASSERT_NE(surface, nullptr);
-    EXPECT_EQ(cairo_image_surface_get_width(surface), 200);
-    EXPECT_EQ(cairo_image_surface_get_height(surface), 100);
-    cairo_surface_destroy(surface);
-}
-
-TEST_F(CairoImageTest, ZeroSizeAndForeignImagesHaveRatioOne)
-{
-    Kv::Ptr<CairoImage> empty(new CairoImage(XY<int>(0, 0), 32, 2));
-    EXPECT_EQ(empty->getDevicePixelRatio(), 1);
-
-    cairo_surface_t* surface = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, 4, 4);
-    Kv::Ptr<iImageBase> wrapper(new CairoSurfaceWrapper(surface));
-    cairo_surface_destroy(surface);
-    EXPECT_EQ(CairoImage::getDevicePixelRatio(wrapper), 1);
+    EXPECT_EQ(Kv::Ptr<CairoImage>(new CairoImage(XY<int>(0, 0), 32, 2))->getDevicePixelRatio(), 1);
     EXPECT_EQ(CairoImage::getDevicePixelRatio(Kv::Ptr<iImageBase>()), 1);
-}
-
-TEST_F(CairoImageTest, CreatedImagesAre32BitWithGaplessRowsAndRatioOne)
-{
-    Kv::Ptr<CairoImage> image = CairoImage::create(XY<int>(7, 3));
-    EXPECT_EQ(image->getBitsPerPixel(), 32u);
-    EXPECT_EQ(image->getBitsPerComponent(), 8u);
-    EXPECT_EQ(image->getStride(), 28u);
-    EXPECT_EQ(image->getLocation(), iImageBase::eHostMemory);
-    EXPECT_FALSE(image->isAlphaPreMultiplied());
-    EXPECT_EQ(image->getDevicePixelRatio(), 1);
-
-    Kv::Ptr<iImage> compatible = image->createCompatibleImage(XY<int>(5, 6));
-    ASSERT_TRUE(compatible);
+    EXPECT_EQ(CairoImage::create(XY<int>(7, 3))->getStride(), 28u);
+    Kv::Ptr<iImage> compatible = doubled->createCompatibleImage(XY<int>(5, 6));
     EXPECT_EQ(compatible->getSize(), XY<int>(5, 6));
-    EXPECT_EQ(compatible->getBitsPerPixel(), 32u);
-    EXPECT_EQ(compatible->lock()->getStride(), 20u);
+    EXPECT_EQ(compatible->lock()->getStride(), 20u) << "ratio 1, whatever the original's";
 }
 
 TEST_F(CairoImageTest, LocksShareOneBlockThatOutlivesTheImage)
@@ -86,103 +52,81 @@ TEST_F(CairoImageTest, LocksShareOneBlockThatOutlivesTheImage)
     EXPECT_EQ(second->getPixels()[0], 42);
 }
 
-TEST_F(CairoImageTest, StorageIsTakenAndGivenBackWhole)
-{
-    Kv::Ptr<iHostImage> image = CairoImage::create(XY<int>(2, 2));
-    iGPUImage::StorageT storage;
-    storage.size = XY<int>(9, 8);
-    storage.format = iGPUImage::eRGBA16F;
-    image->setStorage(storage);
-    EXPECT_EQ(image->getStorage().size, XY<int>(9, 8));
-    EXPECT_EQ(image->getStorage().format, iGPUImage::eRGBA16F);
-}
-
-TEST_F(CairoImageTest, PremultipliedImageSurfaceSharesThePixels)
-{
-    Kv::Ptr<CairoImage> image = CairoImage::create(XY<int>(3, 2));
-    image->setAlphaIsPreMultiplied(true);
-    Kv::Ptr<iPixelGuard> pixels = image->lock();
-    cairo_surface_t* surface = CairoImage::makeSurface(image);
-    ASSERT_NE(surface, nullptr);
-    EXPECT_EQ(cairo_image_surface_get_data(surface), pixels->getPixels());
-    EXPECT_EQ(cairo_image_surface_get_format(surface), CAIRO_FORMAT_ARGB32);
-
-    // The surface keeps the bytes alive on its own.
-    unsigned char* shared = pixels->getPixels();
-    pixels = nullptr;
-    image = nullptr;
-    shared[4] = 7;
-    EXPECT_EQ(cairo_image_surface_get_data(surface)[4], 7);
-    cairo_surface_destroy(surface);
-}
-
-TEST_F(CairoImageTest, StraightAlphaSurfaceIsAPremultipliedCopy)
+TEST_F(CairoImageTest, PremultipliedPixelsAreSharedAndStraightOnesPremultipliedIntoACopy)
 {
     Kv::Ptr<CairoImage> image = CairoImage::create(XY<int>(1, 1));
     unsigned char* pixel = image->lock()->getPixels();
-    pixel[0] = 200; // B
-    pixel[1] = 100; // G
-    pixel[2] = 50;  // R
-    pixel[3] = 128; // A
-    cairo_surface_t* surface = CairoImage::makeSurface(image);
-    ASSERT_NE(surface, nullptr);
-    EXPECT_NE(cairo_image_surface_get_data(surface), pixel);
-    EXPECT_EQ(bytesOf(cairo_image_surface_get_data(surface), 4), (std::vector<int>{100, 50, 25, 128}));
-    EXPECT_EQ(bytesOf(pixel, 4), (std::vector<int>{200, 100, 50, 128})) << "the image itself is untouched";
-    cairo_surface_destroy(surface);
+    const std::vector<unsigned char> straight{200, 100, 50, 128};
+    std::copy(straight.begin(), straight.end(), pixel);
+    {
+        const Surface copy(image);
+        EXPECT_NE(copy.data(), pixel);
+        EXPECT_EQ(bytesOf(copy.data(), 4), (std::vector<int>{100, 50, 25, 128}));
+        EXPECT_EQ(bytesOf(pixel, 4), (std::vector<int>{200, 100, 50, 128})) << "the image itself is untouched";
+    }
+
+    image->setAlphaIsPreMultiplied(true);
+    const Surface shared(image);
+    EXPECT_EQ(shared.data(), pixel);
+    // The surface keeps the bytes alive on its own.
+    image = nullptr;
+    pixel[0] = 7;
+    EXPECT_EQ(shared.data()[0], 7);
 }
 
-TEST_F(CairoImageTest, DecodedPngBecomesPremultipliedBgraAtFirstLock)
+TEST_F(CairoImageTest, DecodedPngBecomesPremultipliedPixelsOnceAtItsFirstLock)
 {
-    Kv::Ptr<CairoImage> image(new CairoImage(wide(writeTwoPixelPng()), "PNG"));
+    Kv::Ptr<CairoImage> image(new CairoImage(wide(writeTwoPixelPng(200)), "PNG"));
     EXPECT_EQ(image->getSize(), XY<int>(2, 1));
     EXPECT_TRUE(image->isAlphaPreMultiplied());
-    EXPECT_EQ(image->getStorage().size, XY<int>(2, 1));
+    EXPECT_FALSE(image->getPrimitivesRenderer(false)) << "nothing to draw into before the lock";
 
     Kv::Ptr<iPixelGuard> pixels = image->lock();
-    ASSERT_TRUE(pixels);
-    EXPECT_EQ(pixels->getSize(), XY<int>(2, 1));
     EXPECT_EQ(pixels->getStride(), 8u);
-    EXPECT_EQ(bytesOf(pixels->getPixels(), 8), (std::vector<int>{0, 0, 255, 255, 100, 0, 0, 128}));
-    EXPECT_EQ(image->lock()->getPixels(), pixels->getPixels()) << "the conversion happens once";
+    EXPECT_EQ(bytesOf(pixels->getPixels(), 8), kDecodedPixels);
+    EXPECT_EQ(image->lock()->getPixels(), pixels->getPixels());
+    EXPECT_TRUE(image->getPrimitivesRenderer(false));
 }
 
-TEST_F(CairoImageTest, UnlockedDecodedImageGivesItsDecodedSurface)
+TEST_F(CairoImageTest, UnlockedDecodedImageGivesItsDecodedSurfaceAndALockThenCopiesIt)
 {
-    Kv::Ptr<CairoImage> image(new CairoImage(wide(writeTwoPixelPng()), "png"));
-    cairo_surface_t* first = CairoImage::makeSurface(image);
-    cairo_surface_t* second = CairoImage::makeSurface(image);
-    ASSERT_NE(first, nullptr);
-    EXPECT_EQ(first, second);
+    Kv::Ptr<CairoImage> image(new CairoImage(wide(writeTwoPixelPng(200)), "png"));
+    Kv::Ptr<iPixelGuard> pixels;
+    {
+        const Surface first(image);
+        const Surface second(image);
+        ASSERT_NE(first.surface, nullptr);
+        EXPECT_EQ(first.surface, second.surface);
 
-    // Someone still holds the decoded surface, so the lock draws a copy and
-    // the surface handed out stays as it was.
-    Kv::Ptr<iPixelGuard> pixels = image->lock();
-    EXPECT_NE(pixels->getPixels(), cairo_image_surface_get_data(first));
-    EXPECT_EQ(bytesOf(pixels->getPixels(), 8), (std::vector<int>{0, 0, 255, 255, 100, 0, 0, 128}));
-    pixels->getPixels()[0] = 9;
-    EXPECT_EQ(cairo_image_surface_get_data(first)[0], 0);
-    cairo_surface_destroy(first);
-    cairo_surface_destroy(second);
-
-    cairo_surface_t* afterLock = CairoImage::makeSurface(image);
-    EXPECT_EQ(cairo_image_surface_get_data(afterLock), pixels->getPixels());
-    cairo_surface_destroy(afterLock);
+        // Someone still holds the decoded surface: the lock draws a copy and
+        // the surface handed out stays as it was.
+        pixels = image->lock();
+        EXPECT_NE(pixels->getPixels(), first.data());
+        EXPECT_EQ(bytesOf(pixels->getPixels(), 8), kDecodedPixels);
+        pixels->getPixels()[0] = 9;
+        EXPECT_EQ(first.data()[0], 0);
+    }
+    EXPECT_EQ(Surface(image).data(), pixels->getPixels());
 }
 
-TEST_F(CairoImageTest, OnlyPngAndJpegFormatsAreRead)
+TEST_F(CairoImageTest, OnlyReadablePngAndJpegFilesGiveAnImage)
 {
-    const std::string png = writeTwoPixelPng();
-    const std::string tif = folder + "/two.tif";
-    std::filesystem::copy_file(png, tif);
-    Kv::Ptr<CairoImage> asTiff(new CairoImage(wide(tif), "tif"));
-    EXPECT_EQ(asTiff->getSize(), XY<int>(0, 0));
-    EXPECT_FALSE(asTiff->lock());
-    EXPECT_EQ(Kv::Ptr<CairoImage>(new CairoImage(wide(png), "jpeg"))->getSize(), XY<int>(0, 0));
-    EXPECT_EQ(Kv::Ptr<CairoImage>(new CairoImage(wide(folder + "/missing.png"), "png"))->getSize(), XY<int>(0, 0));
+    const std::string png = writeTwoPixelPng(200);
+    std::filesystem::copy_file(path(png), path("two.tif"));
+    const struct
+    {
+        std::string name;
+        const char* format;
+    } cases[] = {{"two.tif", "tif"}, {png, "jpeg"}, {"missing.png", "png"}};
+    for (const auto& unread : cases) {
+        SCOPED_TRACE(unread.name + " as " + unread.format);
+        Kv::Ptr<CairoImage> image(new CairoImage(wide(unread.name), unread.format));
+        EXPECT_EQ(image->getSize(), XY<int>(0, 0));
+        EXPECT_FALSE(image->lock());
+    }
 }
 
-TEST_F(CairoImageTest, SurfaceWrapperReportsItsSurfaceAndLocksACopyWithSwappedSize)
+TEST_F(CairoImageTest, SurfaceWrapperLocksACopyWithSwappedSizeAndCannotDraw)
 {
     cairo_surface_t* surface = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, 3, 2);
     cairo_surface_flush(surface);
@@ -192,17 +136,16 @@ TEST_F(CairoImageTest, SurfaceWrapperReportsItsSurfaceAndLocksACopyWithSwappedSi
     cairo_surface_destroy(surface);
 
     EXPECT_EQ(wrapper->getSize(), XY<int>(3, 2));
-    EXPECT_EQ(wrapper->getBitsPerPixel(), 32u);
-    EXPECT_EQ(wrapper->getBitsPerComponent(), 8u);
-    EXPECT_FALSE(wrapper->isAlphaPreMultiplied());
+    EXPECT_EQ(CairoImage::getDevicePixelRatio(wrapper), 1);
     wrapper->setAlphaIsPreMultiplied(true);
     EXPECT_FALSE(wrapper->isAlphaPreMultiplied());
     EXPECT_FALSE(wrapper->getPrimitivesRenderer(false));
     EXPECT_FALSE(wrapper->createCompatibleImage(XY<int>(1, 1)));
 
     Kv::Ptr<iPixelGuard> guard = wrapper->lock();
-    ASSERT_TRUE(guard);
     EXPECT_EQ(guard->getSize(), XY<int>(2, 3)) << "height as x, width as y";
     EXPECT_EQ(guard->getStride(), 12u);
     EXPECT_EQ(guard->getPixels()[0], 11);
+    guard->getPixels()[0] = 12;
+    EXPECT_EQ(wrapper->lock()->getPixels()[0], 11) << "each lock is a copy";
 }

@@ -28,52 +28,35 @@ namespace
         return positions;
     }
 
-    // What a font's constructor printed, and the font.
-    std::string constructionLog(const Text& family, Kv::Ptr<Font>* font = nullptr)
+    // What a font's constructor printed, less the time stamp before it.
+    std::string constructionLog(const Text& family, Kv::Ptr<Font>& font)
     {
         testing::internal::CaptureStdout();
-        Kv::Ptr<Font> made = makeFont(family);
+        font = makeFont(family);
         std::fflush(stdout);
-        if (font)
-            *font = made;
-        return testing::internal::GetCapturedStdout();
+        const std::string log = testing::internal::GetCapturedStdout();
+        const size_t message = log.find("Font::Font()");
+        return message == std::string::npos ? log : log.substr(message);
     }
 
-    bool endsWith(const std::string& text, const std::string& suffix)
-    {
-        return text.size() >= suffix.size() && text.compare(text.size() - suffix.size(), suffix.size(), suffix) == 0;
-    }
-
-    Text distinct(int n) { return Text(std::to_wstring(n).c_str()); }
+    std::string nameOf(const Text& family) { return OS()->utils()->toUTF8(family).c_str(); }
 }
 
-TEST(Font, MetricsArePlausibleAndOrdered)
-{
-    for (const wchar_t* family : installedFamilies) {
-        SCOPED_TRACE(OS()->utils()->toUTF8(family).c_str());
-        const iFont::Metrics small = makeFont(family, 24)->getMetrics();
-        const iFont::Metrics large = makeFont(family, 48)->getMetrics();
-        EXPECT_GT(small.capHeight, 9);
-        EXPECT_LT(small.capHeight, small.ascent);
-        EXPECT_GT(small.descent, 2);
-        EXPECT_LT(small.descent, small.capHeight);
-        // Each is rounded up on its own, so the sum may be one over.
-        EXPECT_GE(small.lineHeight, small.ascent + small.descent - 1);
-        EXPECT_LE(small.lineHeight, small.ascent + small.descent);
-        EXPECT_LE(small.lineHeight, 24);
-        EXPECT_GT(large.capHeight, small.capHeight);
-        EXPECT_GT(large.lineHeight, small.lineHeight);
-    }
-}
-
-TEST(Font, DejaVuMetricsAreItsUnitsRoundedUpAtThreeQuartersOfTheSize)
+TEST(Font, MetricsAreTheUnitsRoundedUpAtThreeQuartersOfTheSize)
 {
     // 18 pixels on 2048 units: ascent 1901, descent 483, top of 'H' 1493.
-    const iFont::Metrics metrics = makeFont(L"DejaVu Sans")->getMetrics();
-    EXPECT_EQ(metrics.ascent, 17);
-    EXPECT_EQ(metrics.descent, 5);
-    EXPECT_EQ(metrics.lineHeight, 21);
-    EXPECT_EQ(metrics.capHeight, 14);
+    const iFont::Metrics dejaVu = makeFont(L"DejaVu Sans")->getMetrics();
+    EXPECT_EQ(dejaVu.ascent, 17);
+    EXPECT_EQ(dejaVu.descent, 5);
+    EXPECT_EQ(dejaVu.lineHeight, 21) << "added before rounding";
+    EXPECT_EQ(dejaVu.capHeight, 14);
+    for (const wchar_t* family : installedFamilies) {
+        SCOPED_TRACE(nameOf(family));
+        const iFont::Metrics small = makeFont(family, 24)->getMetrics();
+        EXPECT_LT(small.descent, small.capHeight);
+        EXPECT_LT(small.capHeight, small.ascent);
+        EXPECT_GT(makeFont(family, 48)->getMetrics().capHeight, small.capHeight);
+    }
 }
 
 TEST(Font, StyleBitsAskForBoldAndItalic)
@@ -82,12 +65,11 @@ TEST(Font, StyleBitsAskForBoldAndItalic)
     {
         unsigned int style;
         PangoWeight weight;
-        PangoStyle slant;
-    } cases[] = {{0, PANGO_WEIGHT_NORMAL, PANGO_STYLE_NORMAL},
-                 {1, PANGO_WEIGHT_BOLD, PANGO_STYLE_NORMAL},
-                 {2, PANGO_WEIGHT_NORMAL, PANGO_STYLE_ITALIC},
-                 {3, PANGO_WEIGHT_BOLD, PANGO_STYLE_ITALIC},
-                 {0x13, PANGO_WEIGHT_BOLD, PANGO_STYLE_ITALIC}};
+        bool slanted;
+    } cases[] = {{0, PANGO_WEIGHT_NORMAL, false},
+                 {1, PANGO_WEIGHT_BOLD, false},
+                 {2, PANGO_WEIGHT_NORMAL, true},
+                 {0x13, PANGO_WEIGHT_BOLD, true}};
     for (const auto& expected : cases) {
         SCOPED_TRACE(expected.style);
         Kv::Ptr<Font> font = makeFont(L"DejaVu Sans", 24, expected.style);
@@ -99,82 +81,54 @@ TEST(Font, StyleBitsAskForBoldAndItalic)
         EXPECT_STREQ(pango_font_description_get_family(used), "DejaVu Sans");
         EXPECT_EQ(pango_font_description_get_weight(used), expected.weight);
         // DejaVu's slanted face calls itself oblique.
-        EXPECT_EQ(pango_font_description_get_style(used) != PANGO_STYLE_NORMAL, expected.slant != PANGO_STYLE_NORMAL);
+        EXPECT_EQ(pango_font_description_get_style(used) != PANGO_STYLE_NORMAL, expected.slanted);
         pango_font_description_free(used);
     }
-    EXPECT_GT(makeFont(L"DejaVu Sans", 24, 1)->measure(L"Bold words", 0).x,
-              makeFont(L"DejaVu Sans")->measure(L"Bold words", 0).x);
 }
 
-TEST(Font, InstalledFamiliesAreFoundWithoutALogLine)
+TEST(Font, UnknownFamiliesLogOneLineAndFallBackToHelvetica)
 {
-    for (const wchar_t* family : installedFamilies)
-        EXPECT_EQ(constructionLog(family), "");
-    EXPECT_EQ(constructionLog(L"dejavu SANS"), "") << "family names ignore case";
-}
-
-TEST(Font, MissingFamilyLogsOnceAndFallsBackToHelvetica)
-{
-    Kv::Ptr<Font> missing;
-    const std::string log = constructionLog(L"No Such Family Anywhere", &missing);
-    EXPECT_TRUE(endsWith(log, ": Font::Font() unable to find 'No Such Family Anywhere'\n")) << log;
-    EXPECT_EQ(log.find('\n'), log.size() - 1) << "one line";
-
-    // Whichever family fontconfig stands in for Helvetica on this machine:
-    // Liberation Sans, or Nimbus Sans where Ghostscript's fonts are installed.
-    Kv::Ptr<Font> helvetica = makeFont(L"helvetica");
-    const Text sample = L"Sphinx of black quartz";
-    EXPECT_EQ(missing->measure(sample, 0), helvetica->measure(sample, 0));
-    EXPECT_EQ(positionsOf(*missing, sample), positionsOf(*helvetica, sample));
-}
-
-TEST(Font, UnusableFamilyNamesFallBackWithoutACrash)
-{
-    EXPECT_TRUE(endsWith(constructionLog(L""), ": Font::Font() unable to find ''\n"));
-    // No font can bear a name that is no text; the log shows what it can.
     const wchar_t broken[] = {L'A', wchar_t(0xD800), L'B', wchar_t(0x110000), 0};
-    Kv::Ptr<Font> font;
-    EXPECT_TRUE(endsWith(constructionLog(broken, &font), ": Font::Font() unable to find 'A\uFFFDB\uFFFD'\n"));
-    EXPECT_GT(font->measure(L"still measures", 0).x, 0);
+    const struct
+    {
+        Text family;
+        std::string log;
+    } cases[] = {
+        {L"DejaVu Sans", ""},
+        {L"dejavu SANS", ""}, // family names ignore case
+        {L"Liberation Mono", ""},
+        {L"No Such Family", "Font::Font() unable to find 'No Such Family'\n"},
+        {L"", "Font::Font() unable to find ''\n"},
+        // No font can bear a name that is no text; the log shows what it can.
+        {broken, "Font::Font() unable to find 'A\uFFFDB\uFFFD'\n"},
+    };
+    // Whichever family fontconfig stands in for Helvetica on this machine.
+    const Text sample = L"Sphinx of black quartz";
+    const std::vector<int> helvetica = positionsOf(*makeFont(L"helvetica"), sample);
+    for (const auto& expected : cases) {
+        SCOPED_TRACE(nameOf(expected.family));
+        Kv::Ptr<Font> font;
+        EXPECT_EQ(constructionLog(expected.family, font), expected.log);
+        if (!expected.log.empty()) {
+            EXPECT_EQ(positionsOf(*font, sample), helvetica);
+        }
+    }
 }
 
-TEST(Font, EmptyTextMeasuresNothingNotEvenALine)
-{
-    Kv::Ptr<Font> font = makeFont(L"DejaVu Sans");
-    EXPECT_EQ(font->measure(Text(), 0), XY<int>(0, 0));
-    EXPECT_EQ(font->measure(L"", -1), XY<int>(0, 0));
-    EXPECT_EQ(font->measure(L"abc", 0).y, font->getMetrics().lineHeight);
-    std::vector<int> positions{7};
-    font->measure(Text(), positions);
-    EXPECT_EQ(positions, std::vector<int>{7});
-}
-
-TEST(Font, MaxCharsOfZeroMinusOneOrTheLengthMeasureTheWholeText)
+TEST(Font, MeasureTakesTheFirstMaxCharsWhereZeroAndMinusOneMeanAll)
 {
     Kv::Ptr<Font> font = makeFont(L"Liberation Serif");
     const XY<int> whole = font->measure(L"abc", 0);
     EXPECT_GT(whole.x, 0);
-    EXPECT_EQ(font->measure(L"abc", -1), whole);
-    EXPECT_EQ(font->measure(L"abc", 3), whole);
-    EXPECT_EQ(font->measure(L"abc", 99), whole);
+    EXPECT_EQ(whole.y, font->getMetrics().lineHeight);
+    for (const short maxChars : {-1, 3, 99})
+        EXPECT_EQ(font->measure(L"abc", maxChars), whole) << maxChars;
     EXPECT_EQ(font->measure(L"abc", 2), font->measure(L"ab", 0));
     EXPECT_LT(font->measure(L"abc", 2).x, whole.x);
-}
-
-TEST(Font, MonospaceWidthIsLinearInLength)
-{
-    for (const wchar_t* family : {L"DejaVu Sans Mono", L"Liberation Mono"}) {
-        Kv::Ptr<Font> font = makeFont(family);
-        const std::vector<int> positions = positionsOf(*font, Text(40, L'W'));
-        ASSERT_EQ(positions.size(), 40u);
-        const double advance = positions.back() / 40.0;
-        EXPECT_GT(advance, 10.0);
-        EXPECT_LT(advance, 11.5);
-        for (unsigned n = 1; n <= 40; ++n) {
-            EXPECT_NEAR(font->measure(Text(n, L'W'), 0).x, n * advance, 1.0) << n;
-            EXPECT_EQ(font->measure(Text(n, L'i'), 0).x, font->measure(Text(n, L'W'), 0).x) << n;
-        }
-    }
+    EXPECT_EQ(font->measure(Text(), 0), XY<int>(0, 0)) << "not even a line height";
+    std::vector<int> positions{7};
+    font->measure(Text(), positions);
+    EXPECT_EQ(positions, std::vector<int>{7});
 }
 
 TEST(Font, WidthBeyond65535PixelsWraps)
@@ -182,49 +136,26 @@ TEST(Font, WidthBeyond65535PixelsWraps)
     Kv::Ptr<Font> font = makeFont(L"DejaVu Sans Mono", 100);
     const Text text(2000, L'M');
     const std::vector<int> positions = positionsOf(*font, text);
-    ASSERT_EQ(positions.size(), 2000u);
     ASSERT_GT(positions.back(), 65535);
     EXPECT_NEAR(font->measure(text, 0).x, positions.back() - 65536, 1.0);
-}
-
-TEST(Font, PositionsAreAppendedMonotonicAndEndAtTheWidth)
-{
-    const Text text = L"Hello, world: 0123 AVAWAY";
-    for (const wchar_t* family : installedFamilies) {
-        SCOPED_TRACE(OS()->utils()->toUTF8(family).c_str());
-        Kv::Ptr<Font> font = makeFont(family);
-        std::vector<int> positions{-5};
-        font->measure(text, positions);
-        ASSERT_EQ(positions.size(), text.size() + 1);
-        EXPECT_EQ(positions.front(), -5) << "kept, not cleared";
-        EXPECT_GT(positions[1], 0);
-        for (size_t i = 2; i < positions.size(); ++i)
-            EXPECT_GE(positions[i], positions[i - 1]) << i;
-        EXPECT_NEAR(positions.back(), font->measure(text, 0).x, 1.0);
-    }
 }
 
 TEST(Font, CharactersShapedIntoOneGlyphShareAPosition)
 {
     Kv::Ptr<Font> sans = makeFont(L"DejaVu Sans");
-    // DejaVu Sans joins "fi" into one glyph.
+    // DejaVu Sans joins "fi" into one glyph; 'e' and a combining acute become 'é'.
     const std::vector<int> ligature = positionsOf(*sans, L"fix");
     ASSERT_EQ(ligature.size(), 3u);
     EXPECT_EQ(ligature[0], ligature[1]);
     EXPECT_GT(ligature[2], ligature[1]);
-
-    // 'e' and a combining acute become the one glyph 'é'.
     const std::vector<int> composed = positionsOf(*sans, L"e\u0301x");
     ASSERT_EQ(composed.size(), 3u);
     EXPECT_EQ(composed[0], composed[1]);
     EXPECT_EQ(composed[0], positionsOf(*sans, L"\u00E9x")[0]) << "as if it were precomposed";
-    EXPECT_GT(composed[2], composed[1]);
-
     // The monospaced face has no such ligature: each character has its cell.
     const std::vector<int> mono = positionsOf(*makeFont(L"DejaVu Sans Mono"), L"fix");
     ASSERT_EQ(mono.size(), 3u);
     EXPECT_LT(mono[0], mono[1]);
-    EXPECT_LT(mono[1], mono[2]);
 }
 
 TEST(Font, CacheIsEmptiedWholeByThe52ndDistinctText)
@@ -232,45 +163,27 @@ TEST(Font, CacheIsEmptiedWholeByThe52ndDistinctText)
     Kv::Ptr<Font> font = makeFont(L"DejaVu Sans");
     // Pango cuts a line off its layout when the layout goes: a held line
     // tells whether the cache still holds its text.
-    const auto hold = [&font](const Text& text) { return pango_layout_line_ref(font->getLine(text)); };
+    std::vector<PangoLayoutLine*> held;
+    const auto hold = [&](int n) {
+        held.push_back(pango_layout_line_ref(font->getLine(Text(std::to_wstring(n).c_str()))));
+        return held.back();
+    };
     const auto cached = [](PangoLayoutLine* line) { return line->layout != nullptr; };
 
-    std::vector<PangoLayoutLine*> held;
     for (int n = 0; n < 51; ++n)
-        held.push_back(hold(distinct(n)));
-    EXPECT_EQ(font->getLine(distinct(0)), held[0]) << "a second request is served from the cache";
-    for (PangoLayoutLine* line : held)
-        EXPECT_TRUE(cached(line));
-
-    PangoLayoutLine* fiftySecond = hold(distinct(51));
-    for (PangoLayoutLine* line : held)
-        EXPECT_FALSE(cached(line));
+        hold(n);
+    EXPECT_EQ(font->getLine(L"0"), held[0]) << "a second request is served from the cache";
+    EXPECT_TRUE(cached(held[0]) && cached(held[50]));
+    PangoLayoutLine* fiftySecond = hold(51);
+    EXPECT_FALSE(cached(held[0]) || cached(held[50]));
     EXPECT_TRUE(cached(fiftySecond));
-    EXPECT_EQ(font->getLine(distinct(51)), fiftySecond);
-
-    // It holds one line now, so fifty more fit beside it.
-    std::vector<PangoLayoutLine*> next;
-    for (int n = 100; n < 150; ++n)
-        next.push_back(hold(distinct(n)));
-    EXPECT_TRUE(cached(fiftySecond));
-    PangoLayoutLine* overflow = hold(distinct(150));
-    EXPECT_FALSE(cached(fiftySecond));
-    EXPECT_FALSE(cached(next.front()));
 
     // A text with no line is never cached, so it never counts towards 51.
-    font->clearLineCache();
-    EXPECT_FALSE(cached(overflow));
-    PangoLayoutLine* kept = hold(distinct(0));
     const wchar_t invalid[] = {L'x', wchar_t(0xDFFF), 0};
     for (int n = 0; n < 60; ++n)
         EXPECT_EQ(font->getLine(invalid), nullptr);
-    EXPECT_TRUE(cached(kept));
-
+    EXPECT_TRUE(cached(fiftySecond));
     for (PangoLayoutLine* line : held)
-        pango_layout_line_unref(line);
-    for (PangoLayoutLine* line : next)
-        pango_layout_line_unref(line);
-    for (PangoLayoutLine* line : {fiftySecond, overflow, kept})
         pango_layout_line_unref(line);
 }
 
@@ -288,9 +201,7 @@ TEST(Font, InvalidCodePointsMeasureNothingAndNeverCrash)
     const iFont::CharLocation second = font->locateCharacter(surrogate, iFont::eNextCharacter, 1);
     EXPECT_EQ(second.index, 2u);
     EXPECT_EQ(second.pixel, uint32_t(font->measure(L"ab", 0).x));
-    const iFont::CharLocation end = font->locateCharacter(surrogate, iFont::eLineEnd, 0);
-    EXPECT_EQ(end.index, 4u);
-    EXPECT_EQ(end.pixel, 0u);
+    EXPECT_EQ(font->locateCharacter(surrogate, iFont::eLineEnd, 0).pixel, 0u);
 }
 
 TEST(Font, LocateCharacterSeeksByCharacterWordAndLine)
@@ -323,45 +234,32 @@ TEST(Font, LocateCharacterSeeksByCharacterWordAndLine)
     }
     EXPECT_EQ(font->locateCharacter(L"a\tb", iFont::eNextWordStart, 0).index, 3u) << "a tab is no space";
     EXPECT_EQ(font->locateCharacter(L"ab  ", iFont::eNextWordStart, 0).index, 4u) << "spaces run to the end";
-    const iFont::CharLocation empty = font->locateCharacter(Text(), iFont::eLineEnd, 5);
-    EXPECT_EQ(empty.index, 0u);
-    EXPECT_EQ(empty.pixel, 0u);
+    EXPECT_EQ(font->locateCharacter(Text(), iFont::eLineEnd, 5).index, 0u);
 }
 
-TEST(Font, ClickInTheLeftHalfGivesTheCharacterAndInTheRightHalfTheNext)
+TEST(Font, PositionsAreAppendedAndAClickInTheRightHalfOfACharacterGoesAfterIt)
 {
-    const Text text = L"Mimic";
+    const Text text = L"Mimic 42";
     for (const wchar_t* family : installedFamilies) {
-        SCOPED_TRACE(OS()->utils()->toUTF8(family).c_str());
+        SCOPED_TRACE(nameOf(family));
         Kv::Ptr<Font> font = makeFont(family, 48);
-        const std::vector<int> positions = positionsOf(*font, text);
-        ASSERT_EQ(positions.size(), text.size());
+        std::vector<int> positions{-5};
+        font->measure(text, positions);
+        ASSERT_EQ(positions.size(), text.size() + 1);
+        EXPECT_EQ(positions.front(), -5) << "kept, not cleared";
+        positions.erase(positions.begin());
+        EXPECT_NEAR(positions.back(), font->measure(text, 0).x, 1.0);
         for (unsigned i = 0; i < text.size(); ++i) {
             const unsigned left = i == 0 ? 0 : positions[i - 1];
             const unsigned right = positions[i];
-            ASSERT_GE(right - left, 6u);
+            ASSERT_GE(int(right) - int(left), 6) << "each character has its own width";
             EXPECT_EQ(font->getCharacterUnderPixel(text, left + 1).index, i);
             EXPECT_EQ(font->getCharacterUnderPixel(text, right - 1).index, i + 1);
+            const iFont::CharLocation caret = font->locateCharacter(text, iFont::eNextCharacter, i);
+            EXPECT_EQ(font->getCharacterUnderPixel(text, caret.pixel).index, caret.index);
         }
         const iFont::CharLocation beyond = font->getCharacterUnderPixel(text, positions.back() + 50);
         EXPECT_EQ(beyond.index, text.size());
         EXPECT_EQ(beyond.pixel, unsigned(positions.back() + 50)) << "the pixel comes back unchanged";
-    }
-}
-
-TEST(Font, EveryCaretPixelLeadsBackToItsCaret)
-{
-    const Text text = L"caret 42 mm";
-    for (const wchar_t* family : installedFamilies) {
-        SCOPED_TRACE(OS()->utils()->toUTF8(family).c_str());
-        Kv::Ptr<Font> font = makeFont(family);
-        unsigned int caret = 0;
-        for (unsigned step = 0; step <= text.size(); ++step) {
-            const iFont::CharLocation next = font->locateCharacter(text, iFont::eNextCharacter, caret);
-            EXPECT_EQ(next.index, std::min(caret + 1, text.size()));
-            EXPECT_EQ(font->getCharacterUnderPixel(text, next.pixel).index, next.index);
-            caret = next.index;
-        }
-        EXPECT_EQ(caret, text.size()) << "stays at the end";
     }
 }
