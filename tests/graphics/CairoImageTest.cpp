@@ -41,6 +41,14 @@ TEST_F(CairoImageTest, SizesAreLogicalAndPixelsAreDevicePixelsWithGaplessRows)
     EXPECT_EQ(compatible->lock()->getStride(), 20u) << "ratio 1, whatever the original's";
 }
 
+TEST_F(CairoImageTest, ImagesOfFewerThanThirtyTwoBitsHaveNoSurface)
+{
+    for (const unsigned short bits : {8, 16, 24}) {
+        Kv::Ptr<CairoImage> image(new CairoImage(XY<int>(64, 64), bits, 1));
+        EXPECT_EQ(CairoImage::makeSurface(image), nullptr) << bits << " bits a pixel";
+    }
+}
+
 TEST_F(CairoImageTest, LocksShareOneBlockThatOutlivesTheImage)
 {
     Kv::Ptr<iHostImage> image = CairoImage::create(XY<int>(2, 2));
@@ -79,13 +87,26 @@ TEST_F(CairoImageTest, DecodedPngBecomesPremultipliedPixelsOnceAtItsFirstLock)
     Kv::Ptr<CairoImage> image(new CairoImage(wide(writeTwoPixelPng(200)), "PNG"));
     EXPECT_EQ(image->getSize(), XY<int>(2, 1));
     EXPECT_TRUE(image->isAlphaPreMultiplied());
-    EXPECT_FALSE(image->getPrimitivesRenderer(false)) << "nothing to draw into before the lock";
 
     Kv::Ptr<iPixelGuard> pixels = image->lock();
     EXPECT_EQ(pixels->getStride(), 8u);
     EXPECT_EQ(bytesOf(pixels->getPixels(), 8), kDecodedPixels);
     EXPECT_EQ(image->lock()->getPixels(), pixels->getPixels());
     EXPECT_TRUE(image->getPrimitivesRenderer(false));
+}
+
+TEST_F(CairoImageTest, RendererOfADecodedImageDrawsOverItsPixels)
+{
+    Kv::Ptr<CairoImage> image(new CairoImage(wide(writeTwoPixelPng(200)), "png"));
+    {
+        Kv::Ptr<iGraphicPrimitivesRenderer> renderer = image->getPrimitivesRenderer(false);
+        ASSERT_TRUE(renderer);
+        RectDescription green;
+        green.rect = {1, 0, 2, 1};
+        green.colour = NormalisedRGB(0, 1, 0, 1);
+        renderer->renderMulti(&green, 1);
+    }
+    EXPECT_EQ(bytesOf(image->lock()->getPixels(), 8), (std::vector<int>{0, 0, 255, 255, 0, 255, 0, 255}));
 }
 
 TEST_F(CairoImageTest, UnlockedDecodedImageGivesItsDecodedSurfaceAndALockThenCopiesIt)
@@ -122,7 +143,10 @@ TEST_F(CairoImageTest, OnlyReadablePngAndJpegFilesGiveAnImage)
         SCOPED_TRACE(unread.name + " as " + unread.format);
         Kv::Ptr<CairoImage> image(new CairoImage(wide(unread.name), unread.format));
         EXPECT_EQ(image->getSize(), XY<int>(0, 0));
-        EXPECT_FALSE(image->lock());
+        const Kv::Ptr<iPixelGuard> pixels = image->lock();
+        ASSERT_TRUE(pixels) << "a lock that holds no pixels";
+        EXPECT_EQ(pixels->getPixels(), nullptr);
+        EXPECT_EQ(pixels->getSize(), XY<int>(0, 0));
     }
 }
 
@@ -137,8 +161,9 @@ TEST_F(CairoImageTest, SurfaceWrapperLocksACopyWithSwappedSizeAndCannotDraw)
 
     EXPECT_EQ(wrapper->getSize(), XY<int>(3, 2));
     EXPECT_EQ(CairoImage::getDevicePixelRatio(wrapper), 1);
-    wrapper->setAlphaIsPreMultiplied(true);
-    EXPECT_FALSE(wrapper->isAlphaPreMultiplied());
+    wrapper->setAlphaIsPreMultiplied(false);
+    EXPECT_TRUE(wrapper->isAlphaPreMultiplied()) << "Cairo's own premultiplied pixels";
+    EXPECT_EQ(Surface(wrapper).data()[0], 11) << "used as they are, not premultiplied again";
     EXPECT_FALSE(wrapper->getPrimitivesRenderer(false));
     EXPECT_FALSE(wrapper->createCompatibleImage(XY<int>(1, 1)));
 

@@ -285,7 +285,8 @@ TEST(GraphicPrimitivesRenderer, ImagesFromOtherImagesCopyCutScaleAndBlend)
                          {0, 3, kBlackPixel, "shader images, null and empty ones draw nothing"},
                          {2, 0, halfWhite, "a cut"}, {3, 0, {64, 64, 64, 255}, "blended over black"},
                          {4, 0, {128, 0, 0, 255}, "alpha below 1 blends"}, {8, 0, kRedPixel, "scaled"},
-                         {11, 0, kGreenPixel}, {8, 3, kBluePixel}, {5, 3, {0, 0, 128, 128}, "back in copy"}});
+                         {11, 0, kGreenPixel}, {8, 3, kBluePixel}, {9, 1, kRedPixel, "not interpolated"},
+                         {10, 1, kGreenPixel}, {9, 2, kBluePixel}, {5, 3, {0, 0, 128, 128}, "back in copy"}});
 }
 
 TEST(GraphicPrimitivesRenderer, ClipOfSeveralRectanglesLimitsEveryDrawingUntilReplacedOrCleared)

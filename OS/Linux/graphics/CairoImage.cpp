@@ -126,9 +126,11 @@ void CairoImage::createContext()
 
 Kv::Ptr<iGraphicPrimitivesRenderer> CairoImage::getPrimitivesRenderer(bool)
 {
-    if (!context_)
+    // A decoded image is drawn on in the pixel layout, as after its first lock.
+    if (!context_) {
+        lock();
         createContext();
-    // A decoded image has no pixels to draw into until its first lock.
+    }
     if (!context_)
         return nullptr;
     return Kv::Ptr<iGraphicPrimitivesRenderer>(new GraphicPrimitivesRenderer(context_, physicalSize_, 1.0f));
@@ -166,8 +168,6 @@ Kv::Ptr<iPixelGuard> CairoImage::lock()
         cairo_surface_destroy(decoded_);
         decoded_ = nullptr;
     }
-    if (!pixels_)
-        return nullptr;
     return Kv::Ptr<iPixelGuard>(new CairoImageLock(pixels_, physicalSize_, stride_));
 }
 
@@ -201,7 +201,8 @@ cairo_surface_t* CairoImage::makeSurface(Kv::Ptr<iImageBase> image)
             return cairo_surface_reference(cairoImage->decoded_);
         size = cairoImage->physicalSize_;
         stride = unsigned(size.x) * 4;
-        if (cairoImage->pixels_) {
+        // Rows of four bytes a pixel: an image of fewer bits has no surface.
+        if (cairoImage->pixels_ && cairoImage->bitsPerPixel_ == 32) {
             keeper = cairoImage->pixels_;
             pixels = cairoImage->pixels_->getData();
         }

@@ -5,12 +5,13 @@
 #include "iPixelGuard.h"
 
 // A CairoImage's pixels, kept alive while the lock lives. It excludes no one.
+// The lock of an empty image holds no pixels.
 class CairoImageLock : public iPixelGuard
 {
 public:
     CairoImageLock(Kv::Ptr<PixelData> pixels, const XY<int>& size, unsigned int stride);
 
-    unsigned char* getPixels() override { return pixels_->getData(); }
+    unsigned char* getPixels() override { return pixels_ ? pixels_->getData() : nullptr; }
     XY<int> getSize() const override { return size_; }
     unsigned int getStride() const override { return stride_; }
 

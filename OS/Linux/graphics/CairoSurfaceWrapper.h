@@ -43,7 +43,8 @@ public:
     Kv::Ptr<iGraphicPrimitivesRenderer> getPrimitivesRenderer(bool) override { return nullptr; }
     Kv::Ptr<iImage> createCompatibleImage(const XY<int>&) override { return nullptr; }
     Kv::Ptr<iPixelGuard> lock() override;
-    bool isAlphaPreMultiplied() const override { return false; }
+    // Cairo's image surfaces hold premultiplied colour.
+    bool isAlphaPreMultiplied() const override { return true; }
     void setAlphaIsPreMultiplied(bool) override {}
 
 private:

@@ -474,6 +474,8 @@ void GraphicPrimitivesRenderer::drawImage(const ImageDescription& record)
         cairo_matrix_init_scale(&toImage, drawnWidth / dest.width, drawnHeight / dest.height);
         cairo_matrix_translate(&toImage, -destLeft, -destTop);
         cairo_pattern_set_matrix(pattern, &toImage);
+        // Images are drawn without interpolation: each pixel keeps its value.
+        cairo_pattern_set_filter(pattern, CAIRO_FILTER_NEAREST);
         // A scaled image is sampled up to its own edges and no further.
         if (drawnWidth != dest.width || drawnHeight != dest.height)
             cairo_pattern_set_extend(pattern, CAIRO_EXTEND_PAD);
