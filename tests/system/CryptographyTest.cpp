@@ -384,3 +384,28 @@ TEST_F(Cryptography, PublicDecryptionLogsOnlyWhatFailsAfterTheKeyReads)
         EXPECT_EQ(ERR_peek_error(), 0u);
     }
 }
+
+// Lengths that OpenSSL's int cannot hold, or negative ones, are refused before
+// a byte is read.
+TEST_F(Cryptography, LengthsBeyondAnIntAreRefused)
+{
+    unsigned char data[16] = {};
+    unsigned char digest[64] = {1};
+    EXPECT_EQ(crypto()->hash(data, -1, digest, iCryptography::eSHA256), 0);
+    EXPECT_EQ(digest[0], 1) << "nothing written";
+    Kv::Ptr<iCryptography::iChunkHash> chunks = crypto()->getHelper(iCryptography::eSHA256);
+    EXPECT_TRUE(chunks->update(data, -16)) << "true means the update failed";
+
+    const unsigned huge = 0x80000000u;
+    testing::internal::CaptureStdout();
+    EXPECT_FALSE(crypto()->encryptRSAPublic(publicKey.data(), unsigned(publicKey.size()), data, huge));
+    EXPECT_FALSE(crypto()->encryptRSAPrivate(privateKey.data(), huge, data, 1));
+    testing::internal::GetCapturedStdout();
+    EXPECT_FALSE(crypto()->decryptRSAPublic(publicKey.data(), unsigned(publicKey.size()), data, huge));
+    for (const unsigned size : {huge, 0xFFFFFFF0u}) {
+        SCOPED_TRACE(size);
+        EXPECT_EQ(crypto()->aes_encrypt_WithKey(data, data, data, size)->getUsed(), 0u);
+        EXPECT_EQ(crypto()->aes_decrypt(data, 32, data, 16, data, size)->getUsed(), 0u);
+    }
+    EXPECT_TRUE(crypto()->generateHMAC(iCryptography::eHMACType(0), data, huge, data, 1).empty());
+}

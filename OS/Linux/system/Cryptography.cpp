@@ -4,6 +4,7 @@
 #include "OsHeap.h"
 #include "iUtils.h"
 
+#include <climits>
 #include <cstdio>
 #include <openssl/bio.h>
 #include <openssl/crypto.h>
@@ -124,6 +125,9 @@ namespace
 
     using RsaTransform = int (*)(int, const unsigned char*, unsigned char*, RSA*, int);
 
+    // OpenSSL counts bytes in int: a longer input is refused, never cut short.
+    bool fitsInt(unsigned length) { return length <= unsigned(INT_MAX); }
+
     // The steps the three RSA operations share; each reports its own failures.
     Kv::Ptr<iMemHolder> transformWithRsa(eKeyKind kind, RsaTransform transform, const char* key, unsigned keyLength,
                                          void* data, unsigned dataLength, eRsaOutcome& outcome)
@@ -132,6 +136,10 @@ namespace
         RsaKey rsaKey;
         if (!rsaKey.rsa) {
             outcome = eRsaOutcome::eNoKey;
+            return nullptr;
+        }
+        if (!fitsInt(keyLength) || !fitsInt(dataLength)) {
+            outcome = eRsaOutcome::eFailed;
             return nullptr;
         }
         const RSA* read = kind == eKeyKind::ePublic
@@ -168,6 +176,8 @@ namespace
 
     Kv::Ptr<iMemHolder> encryptWithAes(const unsigned char* key, const unsigned char* iv, void* data, unsigned size)
     {
+        if (!fitsInt(size))
+            return Result(0).handOver(0);
         Result result(size + 16);
         CipherContext cipher;
         int updated = 0;
@@ -222,6 +232,8 @@ Kv::Ptr<iMemHolder> Cryptography::aes_decrypt(const unsigned char* key, unsigned
                                               unsigned int, void* data, unsigned int size) const
 {
     ErrorQueueDrain drain;
+    if (!fitsInt(size))
+        return Result(0).handOver(0);
     Result result(size);
     CipherContext cipher;
     int updated = 0;
@@ -258,6 +270,8 @@ LightweightString<char> Cryptography::generateHMAC(eHMACType, void* key, unsigne
                                                    unsigned int dataLength) const
 {
     ErrorQueueDrain drain;
+    if (!fitsInt(keyLength))
+        return LightweightString<char>();
     unsigned char mac[EVP_MAX_MD_SIZE] = {};
     unsigned int macLength = 0;
     HMAC(EVP_sha256(), key, int(keyLength), static_cast<const unsigned char*>(data), dataLength, mac, &macLength);
@@ -270,6 +284,8 @@ LightweightString<char> Cryptography::generateHMAC(eHMACType, void* key, unsigne
 int Cryptography::hash(const unsigned char* data, int length, unsigned char* out, eHashAlg algorithm)
 {
     ErrorQueueDrain drain;
+    if (length < 0)
+        return 0;
     return EVP_Digest(data, size_t(length), out, nullptr, digestFor(algorithm), nullptr);
 }
 
@@ -299,6 +315,8 @@ Cryptography::ChunkHash::~ChunkHash()
 
 bool Cryptography::ChunkHash::update(const unsigned char* data, int length)
 {
+    if (length < 0)
+        return true;
     return EVP_DigestUpdate(context, data, size_t(length)) != 1;
 }
 
