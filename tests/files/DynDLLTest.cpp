@@ -1,40 +1,18 @@
-#include "OS.h"
+#include "FileTestSupport.h"
 
-#include <gtest/gtest.h>
-
-#include <cstdlib>
 #include <dlfcn.h>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <string>
-#include <sys/stat.h>
 #include <vector>
 
 namespace
 {
     const std::string kPluginPath = KVOS_TEST_PLUGIN;
-    const std::string kFailurePrefix = "DynDLL::DynDLL() : dlopen failed (";
+    const char* const kFunction = "kvosTestPluginTwiceAndOne";
     using PluginFunction = int (*)(int);
-
-    std::string readFile(const std::string& path)
-    {
-        std::ifstream file(path, std::ios::binary);
-        return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
-    }
-
-    void writeFile(const std::string& path, const std::string& bytes)
-    {
-        std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
-    }
-
-    LightweightString<wchar_t> wide(const std::string& utf8) { return OS()->utils()->fromUTF8(utf8.c_str(), -1); }
-
-    Kv::Ptr<iDLL> openDLL(const std::string& path) { return OS()->fileMgr()->openDLL(wide(path)); }
 
     std::string bytesOf(const iDLL::Resource& resource)
     {
-        return resource.data ? std::string(reinterpret_cast<const char*>(resource.data.get()), resource.size) : std::string();
+        return resource.data ? std::string(reinterpret_cast<const char*>(resource.data.get()), resource.size) : "";
     }
 
     bool isEmpty(const iDLL::Resource& resource) { return !resource.data && resource.size == 0; }
@@ -50,185 +28,127 @@ namespace
                                                    "payload",
                                                    35);
 
-    std::string withBytes(std::string store, size_t at, const std::string& bytes)
+    std::string withBytes(std::string store, size_t at, const char (&bytes)[5])
     {
-        return store.replace(at, bytes.size(), bytes);
+        return store.replace(at, 4, bytes, 4);
     }
 
-    // Each case gets a copy of the real plug-in in a folder of its own.
-    class DynDLLTest : public testing::Test
+    // Each case gets copies of the real plug-in in a folder of its own.
+    class DynDLLTest : public ScratchFolder
     {
     protected:
-        void SetUp() override
+        std::string copyOfPlugin(const std::string& relativePath) const
         {
-            char pattern[] = "/tmp/kvos-dll-XXXXXX";
-            ASSERT_NE(mkdtemp(pattern), nullptr);
-            folder = pattern;
+            std::filesystem::create_directories(std::filesystem::path(folder + relativePath).parent_path());
+            std::filesystem::copy_file(kPluginPath, folder + relativePath);
+            return folder + relativePath;
         }
 
-        void TearDown() override { std::filesystem::remove_all(folder); }
-
-        std::string copyOfPlugin(const std::string& relativePath)
+        // What opening the name printed, and the library.
+        static std::string openLogging(const std::string& name, Kv::Ptr<iDLL>& library)
         {
-            const std::string path = folder + "/" + relativePath;
-            std::filesystem::create_directories(std::filesystem::path(path).parent_path());
-            std::filesystem::copy_file(kPluginPath, path);
-            return path;
+            testing::internal::CaptureStdout();
+            library = files()->openDLL(wide(name));
+            return testing::internal::GetCapturedStdout();
         }
-
-        std::string folder;
     };
 }
 
-TEST_F(DynDLLTest, LoadsALibraryAndCallsItsFunctions)
+TEST_F(DynDLLTest, LoadsLibrariesAndPluginFoldersAndCallsTheirFunctions)
 {
-    testing::internal::CaptureStdout();
-    Kv::Ptr<iDLL> library = openDLL(kPluginPath);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    copyOfPlugin("Sample.plugin/Sample.so");
+    write(folder + "Sample.plugin/Sample.rsrc", kHandMadeStore);
+    const std::string accented = copyOfPlugin("Plug-in \xC3\xBCn\xC3\xAF.so");
+    write(folder + "Plug-in \xC3\xBCn\xC3\xAF.rsrc", kHandMadeStore);
 
-    ASSERT_TRUE(library->valid());
-    EXPECT_TRUE(library->getFilename() == wide(kPluginPath).c_str());
-    auto twiceAndOne = reinterpret_cast<PluginFunction>(library->getFunction("kvosTestPluginTwiceAndOne"));
-    ASSERT_NE(twiceAndOne, nullptr);
-    EXPECT_EQ(twiceAndOne(21), 43);
-    EXPECT_TRUE(library->containsFunction("kvosTestPluginTwiceAndOne"));
-
-    EXPECT_EQ(library->getFunction("noSuchFunction"), nullptr);
-    EXPECT_FALSE(library->containsFunction("noSuchFunction"));
+    for (const std::string& name : {kPluginPath, accented, folder + "Sample.plugin", folder + "Sample.plugin/"}) {
+        SCOPED_TRACE(name);
+        Kv::Ptr<iDLL> library;
+        EXPECT_EQ(openLogging(name, library), "");
+        ASSERT_TRUE(library->valid());
+        EXPECT_TRUE(library->getFilename() == wide(name).c_str());
+        auto twiceAndOne = reinterpret_cast<PluginFunction>(library->getFunction(kFunction));
+        ASSERT_NE(twiceAndOne, nullptr);
+        EXPECT_EQ(twiceAndOne(21), 43);
+        EXPECT_TRUE(library->containsFunction(kFunction));
+        EXPECT_FALSE(library->containsFunction("noSuchFunction"));
+        if (name != kPluginPath) {
+            EXPECT_EQ(bytesOf(library->getResource(L"DATA", L"#5")), "payload");
+        }
+    }
 }
 
 TEST_F(DynDLLTest, ReleasingTheLastPointerUnloadsTheLibrary)
 {
     const std::string path = copyOfPlugin("Unloaded.so");
-    Kv::Ptr<iDLL> library = openDLL(path);
+    Kv::Ptr<iDLL> library = files()->openDLL(wide(path));
     ASSERT_TRUE(library->valid());
     void* stillThere = dlopen(path.c_str(), RTLD_LAZY | RTLD_NOLOAD);
     ASSERT_NE(stillThere, nullptr);
     dlclose(stillThere);
-
     library = nullptr;
     EXPECT_EQ(dlopen(path.c_str(), RTLD_LAZY | RTLD_NOLOAD), nullptr);
 }
 
-TEST_F(DynDLLTest, NonAsciiNamesReachTheLoaderAsUTF8)
+TEST_F(DynDLLTest, WhatCannotBeLoadedIsInvalidAndSaysWhy)
 {
-    const std::string path = copyOfPlugin("Plug-in \xC3\xBCn\xC3\xAF.so");
-    writeFile(folder + "/Plug-in \xC3\xBCn\xC3\xAF.rsrc", kHandMadeStore);
-
-    Kv::Ptr<iDLL> library = openDLL(path);
-    ASSERT_TRUE(library->valid());
-    EXPECT_TRUE(library->containsFunction("kvosTestPluginTwiceAndOne"));
-    EXPECT_EQ(bytesOf(library->getResource(L"DATA", L"#5")), "payload");
-}
-
-TEST_F(DynDLLTest, MissingLibraryIsInvalidAndSaysWhy)
-{
-    const std::string path = folder + "/NoSuchLibrary.so";
-    testing::internal::CaptureStdout();
-    Kv::Ptr<iDLL> library = openDLL(path);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
-              kFailurePrefix + path + ": cannot open shared object file: No such file or directory)\n");
-
-    EXPECT_FALSE(library->valid());
-    EXPECT_TRUE(library->getFilename() == wide(path).c_str());
-    EXPECT_EQ(library->getFunction("kvosTestPluginTwiceAndOne"), nullptr);
-    EXPECT_FALSE(library->containsFunction("kvosTestPluginTwiceAndOne"));
-    EXPECT_TRUE(isEmpty(library->getResource(L"TEXT", L"#128")));
-}
-
-TEST_F(DynDLLTest, FileThatIsNoLibraryIsInvalidAndSaysWhy)
-{
-    const std::string path = folder + "/NotALibrary.so";
-    writeFile(path, std::string(200, 'x'));
-    testing::internal::CaptureStdout();
-    Kv::Ptr<iDLL> library = openDLL(path);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), kFailurePrefix + path + ": invalid ELF header)\n");
-    EXPECT_FALSE(library->valid());
-    EXPECT_EQ(library->getFunction("kvosTestPluginTwiceAndOne"), nullptr);
-}
-
-TEST_F(DynDLLTest, EmptyNameLoadsNothing)
-{
-    testing::internal::CaptureStdout();
-    Kv::Ptr<iDLL> library = openDLL("");
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), kFailurePrefix + ")\n");
-    EXPECT_FALSE(library->valid());
-    // The program itself exports this, so a wrongly opened "" would find it.
-    EXPECT_EQ(library->getFunction("OS"), nullptr);
-}
-
-TEST_F(DynDLLTest, PluginFolderLoadsTheLibraryInsideWithItsResources)
-{
-    copyOfPlugin("Sample.plugin/Sample.so");
-    writeFile(folder + "/Sample.plugin/Sample.rsrc", kHandMadeStore);
-
-    for (const std::string& name : {folder + "/Sample.plugin", folder + "/Sample.plugin/"}) {
-        testing::internal::CaptureStdout();
-        Kv::Ptr<iDLL> library = openDLL(name);
-        EXPECT_EQ(testing::internal::GetCapturedStdout(), "") << name;
-        ASSERT_TRUE(library->valid()) << name;
-        auto twiceAndOne = reinterpret_cast<PluginFunction>(library->getFunction("kvosTestPluginTwiceAndOne"));
-        ASSERT_NE(twiceAndOne, nullptr) << name;
-        EXPECT_EQ(twiceAndOne(-1), -1);
-        EXPECT_EQ(bytesOf(library->getResource(L"DATA", L"#5")), "payload") << name;
+    write(folder + "NotALibrary.so", std::string(200, 'x'));
+    copyOfPlugin("Sample.plugin/Other.so");
+    const std::string prefix = "DynDLL::DynDLL() : dlopen failed (";
+    const struct
+    {
+        std::string name;
+        std::string reason;
+    } cases[] = {
+        {folder + "NoSuchLibrary.so", ": cannot open shared object file: No such file or directory"},
+        {folder + "NotALibrary.so", ": invalid ELF header"},
+        {folder + "Sample.plugin", ": cannot read file data: Is a directory"},
+        // The program itself exports OS, so a wrongly opened "" would find it.
+        {"", ""},
+    };
+    for (const auto& expected : cases) {
+        SCOPED_TRACE(expected.name);
+        Kv::Ptr<iDLL> library;
+        EXPECT_EQ(openLogging(expected.name, library), prefix + expected.name + expected.reason + ")\n");
+        EXPECT_FALSE(library->valid());
+        EXPECT_EQ(library->getFunction("OS"), nullptr);
+        EXPECT_FALSE(library->containsFunction(kFunction));
+        EXPECT_TRUE(isEmpty(library->getResource(L"TEXT", L"#128")));
     }
 }
 
-TEST_F(DynDLLTest, PluginFolderWithoutItsLibraryIsInvalid)
+TEST_F(DynDLLTest, ResourcesAreFoundByTheFirstFourBytesOfTheTypeAndTheLow16BitsOfTheNumber)
 {
-    copyOfPlugin("Sample.plugin/Other.so");
-    testing::internal::CaptureStdout();
-    Kv::Ptr<iDLL> library = openDLL(folder + "/Sample.plugin");
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
-              kFailurePrefix + folder + "/Sample.plugin: cannot read file data: Is a directory)\n");
-    EXPECT_FALSE(library->valid());
-}
-
-TEST_F(DynDLLTest, ResourcesAreFoundByTypeAndNumber)
-{
-    Kv::Ptr<iDLL> library = openDLL(kPluginPath);
-    const std::string source = readFile(KVOS_TEST_PLUGIN_SOURCE);
-    const std::string greeting = readFile(KVOS_TEST_PLUGIN_GREETING);
+    Kv::Ptr<iDLL> library = files()->openDLL(wide(kPluginPath));
+    const std::string source = read(KVOS_TEST_PLUGIN_SOURCE);
+    const std::string greeting = read(KVOS_TEST_PLUGIN_GREETING);
     ASSERT_FALSE(source.empty());
-
-    const iDLL::Resource text = library->getResource(L"TEXT", L"#128");
-    EXPECT_EQ(text.size, source.size());
-    EXPECT_EQ(bytesOf(text), source);
-    EXPECT_EQ(bytesOf(library->getResource(L"STR", L"#-2")), greeting);
-
-    // A type counts by its first four bytes, and the number by its low 16 bits.
-    EXPECT_EQ(bytesOf(library->getResource(L"TEXTURE", L"#128")), source);
-    EXPECT_EQ(bytesOf(library->getResource(L"TEXT", L"#65664")), source);
-    EXPECT_EQ(bytesOf(library->getResource(L"STR", L"#65534")), greeting);
-
-    EXPECT_FALSE(library->containsResource(L"TEXT", L"#128"));
-    EXPECT_FALSE(library->containsResource(L"STR", L"#-2"));
-}
-
-TEST_F(DynDLLTest, MissingResourcesAreEmpty)
-{
-    Kv::Ptr<iDLL> library = openDLL(kPluginPath);
-    EXPECT_TRUE(isEmpty(library->getResource(L"TEXT", L"#129")));
-    EXPECT_TRUE(isEmpty(library->getResource(L"TXT", L"#128")));
-    // A short type is padded with zero bytes, not spaces.
-    EXPECT_TRUE(isEmpty(library->getResource(L"STR ", L"#-2")));
-    EXPECT_TRUE(isEmpty(library->getResource(L"", L"#128")));
-    for (const wchar_t* name : {L"Main", L"128", L"#", L"", L"#x"})
-        EXPECT_TRUE(isEmpty(library->getResource(L"TEXT", name))) << name;
-}
-
-TEST_F(DynDLLTest, LibraryWithoutAStoreHasNoResources)
-{
-    Kv::Ptr<iDLL> library = openDLL(copyOfPlugin("Bare.so"));
-    ASSERT_TRUE(library->valid());
-    EXPECT_TRUE(isEmpty(library->getResource(L"TEXT", L"#128")));
+    const struct
+    {
+        const wchar_t* type;
+        const wchar_t* name;
+        std::string bytes;
+    } cases[] = {{L"TEXT", L"#128", source},    {L"STR", L"#-2", greeting},   {L"TEXTURE", L"#128", source},
+                 {L"TEXT", L"#65664", source},  {L"STR", L"#65534", greeting}, {L"TEXT", L"#129", ""},
+                 {L"TXT", L"#128", ""},         {L"STR ", L"#-2", ""} /* padded with zero bytes, not spaces */,
+                 {L"", L"#128", ""},            {L"TEXT", L"Main", ""},       {L"TEXT", L"128", ""},
+                 {L"TEXT", L"#", ""},           {L"TEXT", L"", ""},           {L"TEXT", L"#x", ""}};
+    for (const auto& expected : cases) {
+        SCOPED_TRACE(testing::Message() << ScratchFolder::narrow(expected.type) << " " << ScratchFolder::narrow(expected.name));
+        const iDLL::Resource resource = library->getResource(expected.type, expected.name);
+        EXPECT_EQ(bytesOf(resource), expected.bytes);
+        EXPECT_EQ(resource.size, expected.bytes.size());
+        EXPECT_FALSE(library->containsResource(expected.type, expected.name)) << "never says yes";
+    }
+    EXPECT_TRUE(isEmpty(files()->openDLL(wide(copyOfPlugin("Bare.so")))->getResource(L"TEXT", L"#128")))
+        << "no store beside it";
 }
 
 TEST_F(DynDLLTest, DamagedStoresHaveNoResources)
 {
-    Kv::Ptr<iDLL> library = openDLL(copyOfPlugin("Damaged.so"));
-    const std::string store = folder + "/Damaged.rsrc";
-    writeFile(store, kHandMadeStore);
+    Kv::Ptr<iDLL> library = files()->openDLL(wide(copyOfPlugin("Damaged.so")));
+    const std::string store = folder + "Damaged.rsrc";
+    write(store, kHandMadeStore);
     ASSERT_EQ(bytesOf(library->getResource(L"DATA", L"#5")), "payload");
 
     const std::vector<std::pair<const char*, std::string>> damaged = {
@@ -237,14 +157,14 @@ TEST_F(DynDLLTest, DamagedStoresHaveNoResources)
         {"cut entry", kHandMadeStore.substr(0, 20)},
         {"cut data", kHandMadeStore.substr(0, 34)},
         {"wrong magic", withBytes(kHandMadeStore, 0, "KVRZ")},
-        {"other version", withBytes(kHandMadeStore, 4, std::string("\x02\x00\x00\x00", 4))},
-        {"count beyond the end", withBytes(kHandMadeStore, 8, std::string("\xFF\xFF\xFF\xFF", 4))},
-        {"huge size", withBytes(kHandMadeStore, 20, std::string("\xF0\xFF\xFF\xFF", 4))},
-        {"offset beyond the end", withBytes(kHandMadeStore, 24, std::string("\xF0\xFF\xFF\xFF", 4))},
-        {"offset into the entries", withBytes(kHandMadeStore, 24, std::string("\x0C\x00\x00\x00", 4))},
+        {"other version", withBytes(kHandMadeStore, 4, "\x02\x00\x00\x00")},
+        {"count beyond the end", withBytes(kHandMadeStore, 8, "\xFF\xFF\xFF\xFF")},
+        {"huge size", withBytes(kHandMadeStore, 20, "\xF0\xFF\xFF\xFF")},
+        {"offset beyond the end", withBytes(kHandMadeStore, 24, "\xF0\xFF\xFF\xFF")},
+        {"offset into the entries", withBytes(kHandMadeStore, 24, "\x0C\x00\x00\x00")},
     };
     for (const auto& [what, bytes] : damaged) {
-        writeFile(store, bytes);
+        write(store, bytes);
         EXPECT_TRUE(isEmpty(library->getResource(L"DATA", L"#5"))) << what;
     }
 

@@ -33,14 +33,14 @@ TEST_F(FileObject, ReadsWritesAndSeeks)
     EXPECT_TRUE(file->writeAt(2, patch, 2));
     EXPECT_TRUE(file->write(patch, 0));
     EXPECT_TRUE(file->positionAt(0));
-    file = Kv::Ptr<iFile>();
+    file = nullptr;
     EXPECT_EQ(read(path), "01AB456789");
 }
 
 TEST_F(FileObject, OpenBehaviours)
 {
     const std::string existing = make("existing.txt", "keep");
-    auto open = [&](const std::string& path, unsigned access, iFile::eOpenBehaviour behaviour, unsigned flags = 0) {
+    const auto open = [&](const std::string& path, unsigned access, iFile::eOpenBehaviour behaviour, unsigned flags = 0) {
         return files()->openFile(wide(path), access, behaviour, iFile::eShareNone, flags);
     };
     EXPECT_FALSE(open(existing, 2, iFile::eCreateNew));
@@ -50,9 +50,8 @@ TEST_F(FileObject, OpenBehaviours)
     EXPECT_TRUE(open(existing, 2, iFile::eCreateAlways));
     EXPECT_EQ(read(existing), "") << "emptied";
     // Access 0 reads.
-    make("read.txt", "r");
     char byte = 0;
-    Kv::Ptr<iFile> reader = open(folder + "read.txt", 0, iFile::eOpenExisting);
+    Kv::Ptr<iFile> reader = open(make("read.txt", "r"), 0, iFile::eOpenExisting);
     ASSERT_TRUE(reader);
     EXPECT_EQ(reader->read(&byte, 1), 1u);
     EXPECT_FALSE(reader->write(&byte, 1));
@@ -61,7 +60,7 @@ TEST_F(FileObject, OpenBehaviours)
     Kv::Ptr<iFile> scratch = open(folder + "scratch.tmp", 3, iFile::eCreateNew, iFile::eDeleteOnClose);
     ASSERT_TRUE(scratch);
     EXPECT_TRUE(exists(folder + "scratch.tmp"));
-    scratch = Kv::Ptr<iFile>();
+    scratch = nullptr;
     EXPECT_FALSE(exists(folder + "scratch.tmp")) << "delete-on-close";
 }
 
@@ -99,9 +98,9 @@ TEST_F(FileObject, TimesAreWholeSecondsSetTogether)
 // disturb each other.
 TEST_F(FileObject, ConcurrentReadAtKeepsItsPlace)
 {
-    std::string text;
+    std::string text(4096, 0);
     for (int i = 0; i < 4096; ++i)
-        text.push_back(char('a' + i % 26));
+        text[i] = char('a' + i % 26);
     Kv::Ptr<iFile> file = files()->openFile(wide(make("shared.bin", text)), 1, iFile::eOpenExisting,
                                             iFile::eShareRead, 0);
     ASSERT_TRUE(file);
@@ -138,7 +137,7 @@ TEST_F(FileObject, UriNamesOpenThroughGio)
     EXPECT_TRUE(file->setTime(iFile::eTimeModified, 1700000000ull * kTicks));
     EXPECT_EQ(file->getTime(iFile::eTimeModified), 1700000000ull * kTicks);
     EXPECT_EQ(file->getTime(iFile::eTimeAccessed), 1700000000ull * kTicks);
-    file = Kv::Ptr<iFile>();
+    file = nullptr;
     EXPECT_EQ(read(path), "HELLO gio");
 
     // It never creates, and ignores delete-on-close.

@@ -23,7 +23,10 @@ public:
         std::ifstream in(path, std::ios::binary);
         return std::string(std::istreambuf_iterator<char>(in), {});
     }
-
+    static void write(const std::string& path, const std::string& bytes)
+    {
+        std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
+    }
     static bool exists(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
 
 protected:
@@ -40,10 +43,9 @@ protected:
 
     std::string make(const std::string& name, const std::string& text = "") const
     {
-        std::ofstream(folder + name, std::ios::binary) << text;
+        write(folder + name, text);
         return folder + name;
     }
 
-
-    std::string folder;
+    std::string folder; // ends in "/"
 };

@@ -1,21 +1,15 @@
-#include "OS.h"
+#include "FileTestSupport.h"
 #include "Watchable.h"
-
-#include <gtest/gtest.h>
 
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
-#include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
-#include <fstream>
 #include <mutex>
 #include <pthread.h>
 #include <sstream>
-#include <string>
 #include <thread>
-#include <unistd.h>
 #include <utility>
 #include <vector>
 
@@ -27,38 +21,30 @@ namespace
     constexpr auto kQuietSpell = std::chrono::milliseconds(500);
 
     using Change = std::pair<std::wstring, int>;
+    using Changes = std::vector<Change>;
 
     struct Batch
     {
-        std::vector<Change> changes;
+        Changes changes;
         std::wstring folder;
         int status = 0;
         pid_t thread = 0;
         std::string threadName;
     };
 
-    std::wstring wide(const LightweightString<wchar_t>& text) { return std::wstring(text.c_str(), text.size()); }
-
-    // Test paths are ASCII apart from the names of the one test that says so.
-    std::wstring wide(const std::string& ascii) { return std::wstring(ascii.begin(), ascii.end()); }
-
-    void writeFile(const std::string& path, const char* text) { std::ofstream(path) << text; }
-
-    void createEmptyFile(const std::string& path) { close(open(path.c_str(), O_CREAT | O_WRONLY | O_CLOEXEC, 0644)); }
+    std::wstring asWide(const std::string& utf8) { return ScratchFolder::wide(utf8).c_str(); }
 
     // User and system clock ticks that a thread of this process has used.
     long cpuTicks(pid_t thread)
     {
-        std::ifstream file("/proc/self/task/" + std::to_string(thread) + "/stat");
-        std::string stat((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+        const std::string stat = ScratchFolder::read("/proc/self/task/" + std::to_string(thread) + "/stat");
         if (stat.rfind(')') == std::string::npos)
             return -1;
         std::istringstream fields(stat.substr(stat.rfind(')') + 2));
         std::string field;
         long ticks = 0;
         for (int index = 0; index <= 12 && fields >> field; ++index)
-            if (index >= 11)
-                ticks += std::stol(field);
+            ticks += index >= 11 ? std::stol(field) : 0;
         return ticks;
     }
 
@@ -80,7 +66,6 @@ namespace
     {
     public:
         explicit RecordingHandler(std::atomic<bool>* destroyed = nullptr) : destroyed(destroyed) {}
-
         ~RecordingHandler() override
         {
             if (destroyed)
@@ -89,25 +74,18 @@ namespace
 
         void handleWatchResult(const Kv::Ptr<iWatchable::Result>& result) override
         {
-            Batch batch;
+            Batch batch{{}, result->folder.c_str(), result->status, gettid(), std::string(16, 0)};
             for (const iWatchable::FileChangeInfo& info : result->changes)
-                batch.changes.emplace_back(wide(info.name), info.change);
-            batch.folder = wide(result->folder);
-            batch.status = result->status;
-            batch.thread = gettid();
-            char name[16] = {};
-            pthread_getname_np(pthread_self(), name, sizeof name);
-            batch.threadName = name;
+                batch.changes.emplace_back(info.name.c_str(), info.change);
+            pthread_getname_np(pthread_self(), batch.threadName.data(), 16);
+            batch.threadName.resize(batch.threadName.find('\0'));
 
             std::unique_lock lock(mutex);
             batches.push_back(std::move(batch));
-            if (holdNext) {
-                holdNext = false;
-                holding = true;
-                changed.notify_all();
-                changed.wait(lock, [this] { return !holding; });
-            }
+            holding = holdNext;
+            holdNext = false;
             changed.notify_all();
+            changed.wait(lock, [this] { return !holding; });
         }
 
         // Waits until the batches so far meet the condition; says whether they did.
@@ -134,13 +112,7 @@ namespace
             std::lock_guard lock(mutex);
             holdNext = true;
         }
-
-        bool waitUntilHolding()
-        {
-            std::unique_lock lock(mutex);
-            return changed.wait_for(lock, kPatience, [this] { return holding; });
-        }
-
+        bool waitUntilHolding() { return waitUntil([this](const std::vector<Batch>&) { return holding; }); }
         void release()
         {
             std::lock_guard lock(mutex);
@@ -155,9 +127,9 @@ namespace
         }
 
         // Every change of every batch, in the order of delivery.
-        std::vector<Change> changes()
+        Changes changes()
         {
-            std::vector<Change> all;
+            Changes all;
             for (const Batch& batch : received())
                 all.insert(all.end(), batch.changes.begin(), batch.changes.end());
             return all;
@@ -172,170 +144,117 @@ namespace
         bool holding = false;
     };
 
-    class WatchableTest : public testing::Test
+    // The usual watched folder is inside the scratch folder, so that items
+    // can move in and out of it. Its name is not ASCII, to see that names
+    // survive the trip through UTF-8.
+    class WatchableTest : public ScratchFolder
     {
     protected:
         void SetUp() override
         {
-            char pattern[] = "/tmp/kvwatch.XXXXXX";
-            ASSERT_NE(mkdtemp(pattern), nullptr);
-            root = pattern;
-            folder = root + "/watched";
-            std::filesystem::create_directory(folder);
+            ScratchFolder::SetUp();
+            watched = folder + "Vid\xC3\xA9os";
+            std::filesystem::create_directory(watched);
         }
 
-        void TearDown() override { std::filesystem::remove_all(root); }
+        Kv::Ptr<iWatchable> watch(const std::string& path) { return Kv::Ptr<iWatchable>(new Watchable(handler, wide(path))); }
+        std::string in(const std::string& name) const { return watched + "/" + name; }
+        std::wstring reported(const std::string& name) const { return asWide(in(name)); }
 
-        Kv::Ptr<iWatchable> watch(const std::string& path)
-        {
-            return Kv::Ptr<iWatchable>(new Watchable(handler, LightweightString<wchar_t>(wide(path).c_str())));
-        }
-
-        std::string in(const std::string& name) const { return folder + "/" + name; }
-        std::wstring reported(const std::string& name) const { return wide(in(name)); }
-
-        std::string root;   // removed with everything in it
-        std::string folder; // the usual watched folder, inside root
-        Kv::Ptr<RecordingHandler> handler = Kv::Ptr<RecordingHandler>(new RecordingHandler);
+        std::string watched;
+        Kv::Ptr<RecordingHandler> handler{new RecordingHandler};
     };
 }
 
-// A created file shows only once something is written to it; a new folder
-// shows at once.
-TEST_F(WatchableTest, ReportsWrittenFilesAndNewFoldersAsModified)
+// A created file shows only once something is written to it; a new folder at
+// once. A rename shows under both names, and a move out of the folder stays a
+// rename. Hidden names, deeper items and non-files are dropped. Changes come
+// in order, so nothing dropped can still come after the last folder made.
+// The folder is kept as given; reported names are whole paths all the same.
+TEST_F(WatchableTest, ReportsTheChangesOfTheFolderItself)
 {
-    const Kv::Ptr<iWatchable> watcher = watch(folder);
-    createEmptyFile(in("empty.txt"));
-    writeFile(in("a.txt"), "hello");
-    std::filesystem::create_directory(in("sub"));
+    write(in("a.txt"), "a");
+    write(in("c.txt"), "c");
+    write(folder + "d.txt", "d");
+    std::filesystem::create_directories(in("sub/deeper"));
+    std::filesystem::create_directory(in("gone"));
+    ASSERT_EQ(symlink("a.txt", (folder + "link").c_str()), 0);
+    const Kv::Ptr<iWatchable> watcher = watch(watched + "/");
+    EXPECT_EQ(narrow(watcher->getWatchedFolder()), watched + "/");
 
-    ASSERT_TRUE(handler->waitFor(reported("sub")));
-    EXPECT_EQ(handler->changes(), (std::vector<Change>{{reported("a.txt"), 4}, {reported("sub"), 4}}));
-    for (const Batch& batch : handler->received()) {
-        EXPECT_EQ(batch.status, 10);
-        EXPECT_EQ(batch.folder, wide(folder));
-    }
-}
-
-TEST_F(WatchableTest, ReportsRenamesUnderBothNamesAndDeletionsAsRemoved)
-{
-    writeFile(in("a.txt"), "a");
-    writeFile(in("c.txt"), "c");
-    writeFile(root + "/d.txt", "d");
-    std::filesystem::create_directory(in("sub"));
-    const Kv::Ptr<iWatchable> watcher = watch(folder);
-
+    close(open(in("empty.txt").c_str(), O_CREAT | O_WRONLY | O_CLOEXEC, 0644));
+    write(in("new.txt"), "hello");
+    std::filesystem::create_directory(in("made"));
     std::filesystem::rename(in("a.txt"), in("b.txt"));
     std::filesystem::remove(in("b.txt"));
-    std::filesystem::rename(in("c.txt"), root + "/c.txt"); // out of the folder
-    std::filesystem::rename(root + "/d.txt", in("d.txt")); // into it
-    std::filesystem::remove(in("sub"));
-
-    ASSERT_TRUE(handler->waitFor(reported("sub")));
-    EXPECT_EQ(handler->changes(), (std::vector<Change>{{reported("a.txt"), 6},
-                                                       {reported("b.txt"), 6},
-                                                       {reported("b.txt"), 3},
-                                                       {reported("c.txt"), 6},
-                                                       {reported("d.txt"), 6},
-                                                       {reported("sub"), 3}}));
-}
-
-// Changes arrive in order, so nothing that was dropped can still come after
-// the last folder made here.
-TEST_F(WatchableTest, DropsHiddenNamesDeeperItemsAndNonFiles)
-{
-    std::filesystem::create_directories(in("sub/deeper"));
-    ASSERT_EQ(symlink("a.txt", (root + "/link").c_str()), 0);
-    const Kv::Ptr<iWatchable> watcher = watch(folder);
-
-    writeFile(in(".hidden"), "h");
-    writeFile(in("sub/inner.txt"), "i");
-    writeFile(in("sub/deeper/x.txt"), "x");
-    std::filesystem::create_directory(in("sub/deeper/more"));
-    std::filesystem::rename(root + "/link", in("link"));
-    writeFile(in(".partial"), "p");
+    std::filesystem::rename(in("c.txt"), folder + "c.txt");
+    std::filesystem::rename(folder + "d.txt", in("d.txt"));
+    std::filesystem::remove(in("gone"));
+    write(in(".hidden"), "h");
+    write(in("sub/inner.txt"), "i");
+    write(in("sub/deeper/x.txt"), "x");
+    std::filesystem::rename(folder + "link", in("link"));
+    write(in(".partial"), "p");
     std::filesystem::rename(in(".partial"), in("saved.txt"));
     std::filesystem::create_directory(in("last"));
 
     ASSERT_TRUE(handler->waitFor(reported("last")));
-    EXPECT_EQ(handler->changes(), (std::vector<Change>{{reported("saved.txt"), 6}, {reported("last"), 4}}));
+    EXPECT_EQ(handler->changes(),
+              (Changes{{reported("new.txt"), 4}, {reported("made"), 4}, {reported("a.txt"), 6}, {reported("b.txt"), 6},
+                       {reported("b.txt"), 3}, {reported("c.txt"), 6}, {reported("d.txt"), 6}, {reported("gone"), 3},
+                       {reported("saved.txt"), 6}, {reported("last"), 4}}));
+    for (const Batch& batch : handler->received()) {
+        EXPECT_EQ(batch.status, 10);
+        EXPECT_EQ(batch.folder, asWide(watched + "/"));
+    }
 }
 
 // While the handler is busy the changes wait in the kernel; the next read
 // takes all of them, and they reach the handler as one result.
 TEST_F(WatchableTest, DeliversChangesThatPiledUpAsOneBatchOnTheWatchersThread)
 {
-    const Kv::Ptr<iWatchable> watcher = watch(folder);
+    const Kv::Ptr<iWatchable> watcher = watch(watched);
     handler->holdNextBatch();
-    writeFile(in("first.txt"), "1");
+    write(in("first.txt"), "1");
     ASSERT_TRUE(handler->waitUntilHolding());
-    writeFile(in("a.txt"), "a");
-    writeFile(in(".hidden"), "h");
-    writeFile(in("b.txt"), "b");
+    write(in("a.txt"), "a");
+    write(in(".hidden"), "h");
+    write(in("b.txt"), "b");
     std::filesystem::create_directory(in("c"));
     handler->release();
 
     ASSERT_TRUE(handler->waitFor(reported("c")));
     const std::vector<Batch> batches = handler->received();
     ASSERT_EQ(batches.size(), 2u);
-    EXPECT_EQ(batches[0].changes, (std::vector<Change>{{reported("first.txt"), 4}}));
-    EXPECT_EQ(batches[1].changes,
-              (std::vector<Change>{{reported("a.txt"), 4}, {reported("b.txt"), 4}, {reported("c"), 4}}));
+    EXPECT_EQ(batches[0].changes, (Changes{{reported("first.txt"), 4}}));
+    EXPECT_EQ(batches[1].changes, (Changes{{reported("a.txt"), 4}, {reported("b.txt"), 4}, {reported("c"), 4}}));
     EXPECT_NE(batches[0].thread, gettid());
     EXPECT_EQ(batches[1].thread, batches[0].thread);
     EXPECT_EQ(batches[0].threadName, "kvst.filewatch");
 }
 
-// The folder is kept as given; reported names are whole paths in either case,
-// and non-ASCII names survive the trip through UTF-8.
-TEST_F(WatchableTest, KeepsTheFolderAsGivenAndReportsWholePaths)
+// A missing folder is not watched even once it is made; a watched folder's
+// own removal is not reported, its watch does not follow the name to a new
+// folder, and the watcher's thread then sleeps until destruction.
+TEST_F(WatchableTest, MissingAndDeletedFoldersDeliverNothingMore)
 {
-    const std::string accented = root + "/Vid\xC3\xA9os";
-    std::filesystem::create_directory(accented);
-    const LightweightString<wchar_t> given((wide(root) + L"/Vid\u00e9os/").c_str());
-    const Kv::Ptr<iWatchable> watcher(new Watchable(handler, given));
-    EXPECT_EQ(wide(watcher->getWatchedFolder()), wide(given));
-    EXPECT_EQ(wide(watch(folder)->getWatchedFolder()), wide(folder));
+    const Kv::Ptr<iWatchable> missing = watch(folder + "missing");
+    std::filesystem::create_directory(folder + "missing");
+    write(folder + "missing/a.txt", "a");
 
-    writeFile(accented + "/cl\xC3\xA9.txt", "k");
-
-    const std::wstring expected = wide(root) + L"/Vid\u00e9os/cl\u00e9.txt";
-    ASSERT_TRUE(handler->waitFor(expected));
-    const std::vector<Batch> batches = handler->received();
-    EXPECT_EQ(batches[0].changes, (std::vector<Change>{{expected, 4}}));
-    EXPECT_EQ(batches[0].folder, wide(given));
-}
-
-TEST_F(WatchableTest, MissingFolderDeliversNothing)
-{
-    const std::string missing = root + "/missing";
-    const Kv::Ptr<iWatchable> watcher = watch(missing);
-    EXPECT_EQ(wide(watcher->getWatchedFolder()), wide(missing));
-
-    // Made after the fact, it is still not watched.
-    std::filesystem::create_directory(missing);
-    writeFile(missing + "/a.txt", "a");
-    std::this_thread::sleep_for(kQuietSpell);
-    EXPECT_TRUE(handler->received().empty());
-}
-
-// The folder's own removal is not reported, and its watch does not follow the
-// name to a new folder; the watcher's thread then sleeps until destruction.
-TEST_F(WatchableTest, DeletedWatchedFolderEndsTheWatchQuietly)
-{
-    writeFile(in("x.txt"), "x");
-    Kv::Ptr<iWatchable> watcher = watch(folder);
+    write(in("x.txt"), "x");
+    Kv::Ptr<iWatchable> watcher = watch(watched);
     std::filesystem::remove(in("x.txt"));
-    std::filesystem::remove(folder);
+    std::filesystem::remove(watched);
     ASSERT_TRUE(handler->waitFor(reported("x.txt")));
     const pid_t watcherThread = handler->received()[0].thread;
 
-    std::filesystem::create_directory(folder);
-    writeFile(in("y.txt"), "y");
+    std::filesystem::create_directory(watched);
+    write(in("y.txt"), "y");
     const long ticksBefore = cpuTicks(watcherThread);
     std::this_thread::sleep_for(kQuietSpell);
-    EXPECT_LE(cpuTicks(watcherThread) - ticksBefore, 2);
-    EXPECT_EQ(handler->changes(), (std::vector<Change>{{reported("x.txt"), 3}}));
+    EXPECT_LE(cpuTicks(watcherThread) - ticksBefore, 2) << "no busy loop";
+    EXPECT_EQ(handler->changes(), (Changes{{reported("x.txt"), 3}}));
 
     watcher = nullptr;
     EXPECT_TRUE(threadEnds(watcherThread));
@@ -348,10 +267,8 @@ TEST_F(WatchableTest, DestructionWhileChangesFlowStopsDeliveryAndReleasesTheHand
     std::atomic<bool> stop{false};
     std::thread writer([&] {
         for (unsigned round = 0; !stop; ++round) {
-            std::string leaf = "f";
-            leaf.append(std::to_string(round % 8)).append(".txt");
-            const std::string name = in(leaf);
-            writeFile(name, "data");
+            const std::string name = in("f" + std::to_string(round % 8) + ".txt");
+            write(name, "data");
             unlink(name.c_str());
         }
     });
@@ -360,7 +277,7 @@ TEST_F(WatchableTest, DestructionWhileChangesFlowStopsDeliveryAndReleasesTheHand
         SCOPED_TRACE(round);
         std::atomic<bool> destroyed{false};
         Kv::Ptr<RecordingHandler> busy(new RecordingHandler(&destroyed));
-        Kv::Ptr<iWatchable> watcher(new Watchable(busy, LightweightString<wchar_t>(wide(folder).c_str())));
+        Kv::Ptr<iWatchable> watcher(new Watchable(busy, wide(watched)));
         ASSERT_TRUE(busy->waitUntil([](const std::vector<Batch>& batches) { return !batches.empty(); }));
         const pid_t watcherThread = busy->received()[0].thread;
         busy = nullptr;

@@ -40,30 +40,7 @@ namespace
         return bytes;
     }
 
-    const unsigned char* bytesIn(const std::string& bytes)
-    {
-        return reinterpret_cast<const unsigned char*>(bytes.data());
-    }
-
-    std::string hexOf(const unsigned char* bytes, unsigned length)
-    {
-        return hexOf(std::string(reinterpret_cast<const char*>(bytes), length));
-    }
-
-    std::string digestOf(const std::string& text, iCryptography::eHashAlg algorithm)
-    {
-        unsigned char out[64];
-        EXPECT_EQ(crypto()->hash(bytesIn(text), int(text.size()), out, algorithm), 1);
-        const unsigned lengths[] = {16, 20, 28, 32, 48, 64};
-        return hexOf(out, algorithm <= iCryptography::eSHA512 ? lengths[algorithm] : 16);
-    }
-
-    std::string hmacOf(iCryptography::eHMACType type, std::string key, std::string data)
-    {
-        return crypto()
-            ->generateHMAC(type, key.data(), unsigned(key.size()), data.data(), unsigned(data.size()))
-            .c_str();
-    }
+    const unsigned char* bytesIn(const std::string& bytes) { return reinterpret_cast<const unsigned char*>(bytes.data()); }
 
     std::string readFile(const std::string& path)
     {
@@ -71,12 +48,17 @@ namespace
         return std::string(std::istreambuf_iterator<char>(in), {});
     }
 
-    void writeFile(const std::string& path, const std::string& bytes)
-    {
-        std::ofstream(path, std::ios::binary) << bytes;
-    }
-
     int run(const std::string& command) { return std::system((command + " 2>/dev/null").c_str()); }
+
+    // What the call printed, with the error queue checked empty afterwards.
+    template <class Call>
+    std::string printedBy(Call call)
+    {
+        testing::internal::CaptureStdout();
+        call();
+        EXPECT_EQ(ERR_peek_error(), 0u) << "an error left queued";
+        return testing::internal::GetCapturedStdout();
+    }
 
     const std::string kNistKey = "603deb1015ca71be2b73aef0857d77811f352c073b6108d72d9810a30914dff4";
     const std::string kNistIv = "000102030405060708090a0b0c0d0e0f";
@@ -85,83 +67,83 @@ namespace
     const std::string kNistCipher = "f58c4c04d6e5f1ba779eabfb5f7bfbd69cfc4e967edb808d679f777bc6702c7d"
                                     "39f23369a9d9bacfa530e26304231461b2eb05e2c39be9fcda6c19078c6a9d1b";
 
-// Keys come from the openssl command, the peer every RSA and AES result is
-// checked against; they are made once for all the tests.
-class Cryptography : public testing::Test
-{
-protected:
-    static void SetUpTestSuite()
+    // Keys come from the openssl command, the peer every RSA and AES result is
+    // checked against; they are made once for all the tests.
+    class Cryptography : public testing::Test
     {
-        char pattern[] = "/tmp/kvos-crypto-XXXXXX";
-        ASSERT_NE(mkdtemp(pattern), nullptr);
-        folder = pattern;
-        ASSERT_EQ(run("openssl genpkey -algorithm RSA -pkeyopt rsa_keygen_bits:2048 -out " + path("private.pem")), 0);
-        ASSERT_EQ(run("openssl pkey -in " + path("private.pem") + " -pubout -out " + path("public.pem")), 0);
-        ASSERT_EQ(run("openssl rsa -in " + path("private.pem") + " -RSAPublicKey_out -out " + path("rsapublic.pem")),
-                  0);
-        ASSERT_EQ(run("openssl genpkey -algorithm RSA -pkeyopt rsa_keygen_bits:1024 -aes256 -pass pass:secret -out " +
-                      path("locked.pem")),
-                  0);
-        privateKey = readFile(path("private.pem"));
-        publicKey = readFile(path("public.pem"));
-    }
+    protected:
+        static void SetUpTestSuite()
+        {
+            char pattern[] = "/tmp/kvos-crypto-XXXXXX";
+            ASSERT_NE(mkdtemp(pattern), nullptr);
+            folder = std::string(pattern) + "/";
+            ASSERT_EQ(run("openssl genpkey -algorithm RSA -pkeyopt rsa_keygen_bits:2048 -out " + folder + "private.pem"), 0);
+            ASSERT_EQ(run("openssl pkey -in " + folder + "private.pem -pubout -out " + folder + "public.pem"), 0);
+            ASSERT_EQ(run("openssl rsa -in " + folder + "private.pem -RSAPublicKey_out -out " + folder + "rsapublic.pem"), 0);
+            ASSERT_EQ(run("openssl genpkey -algorithm RSA -pkeyopt rsa_keygen_bits:1024 -aes256 -pass pass:secret -out " +
+                          folder + "locked.pem"),
+                      0);
+            privateKey = readFile(folder + "private.pem");
+            publicKey = readFile(folder + "public.pem");
+        }
 
-    static void TearDownTestSuite() { run("rm -rf '" + folder + "'"); }
+        static void TearDownTestSuite() { run("rm -rf '" + folder + "'"); }
 
-    static std::string path(const std::string& name) { return folder + "/" + name; }
+        // What openssl makes of bytes of ours.
+        static std::string openssl(const std::string& bytes, const std::string& command)
+        {
+            std::ofstream(folder + "in.bin", std::ios::binary) << bytes;
+            std::remove((folder + "out.bin").c_str());
+            EXPECT_EQ(run("openssl " + command + " -in " + folder + "in.bin -out " + folder + "out.bin"), 0) << command;
+            return readFile(folder + "out.bin");
+        }
 
-    // What openssl pkeyutl makes of a file of ours.
-    static std::string pkeyutl(const std::string& bytes, const std::string& options)
-    {
-        writeFile(path("in.bin"), bytes);
-        std::remove(path("out.bin").c_str());
-        EXPECT_EQ(run("openssl pkeyutl " + options + " -in " + path("in.bin") + " -out " + path("out.bin")), 0)
-            << options;
-        return readFile(path("out.bin"));
-    }
+        using RsaCall = Kv::Ptr<iMemHolder> (iCryptography::*)(const char*, unsigned, void*, unsigned) const;
+        static Kv::Ptr<iMemHolder> rsa(RsaCall call, const std::string& key, std::string data)
+        {
+            return (crypto()->*call)(key.data(), unsigned(key.size()), data.data(), unsigned(data.size()));
+        }
 
-    static Kv::Ptr<iMemHolder> encryptPublic(const std::string& key, std::string data)
-    {
-        return crypto()->encryptRSAPublic(key.data(), unsigned(key.size()), data.data(), unsigned(data.size()));
-    }
+        static constexpr RsaCall encryptPublic = &iCryptography::encryptRSAPublic;
+        static constexpr RsaCall encryptPrivate = &iCryptography::encryptRSAPrivate;
+        static constexpr RsaCall decryptPublic = &iCryptography::decryptRSAPublic;
 
-    static Kv::Ptr<iMemHolder> encryptPrivate(const std::string& key, std::string data)
-    {
-        return crypto()->encryptRSAPrivate(key.data(), unsigned(key.size()), data.data(), unsigned(data.size()));
-    }
-
-    static Kv::Ptr<iMemHolder> decryptPublic(const std::string& key, std::string data)
-    {
-        return crypto()->decryptRSAPublic(key.data(), unsigned(key.size()), data.data(), unsigned(data.size()));
-    }
-
-    static inline std::string folder;
-    static inline std::string privateKey;
-    static inline std::string publicKey;
-};
+        static inline std::string folder;
+        static inline std::string privateKey;
+        static inline std::string publicKey;
+    };
 }
 
 TEST_F(Cryptography, DigestsMatchThePublishedVectors)
 {
-    EXPECT_EQ(digestOf("abc", iCryptography::eMD5), "900150983cd24fb0d6963f7d28e17f72");
-    EXPECT_EQ(digestOf("", iCryptography::eMD5), "d41d8cd98f00b204e9800998ecf8427e");
-    EXPECT_EQ(digestOf("message digest", iCryptography::eMD5), "f96b697d7cb7938d525a2f31aaf161d0");
-    EXPECT_EQ(digestOf("abc", iCryptography::eSHA1), "a9993e364706816aba3e25717850c26c9cd0d89d");
-    EXPECT_EQ(digestOf("abc", iCryptography::eSHA224), "23097d223405d8228642a477bda255b32aadbce4bda0b3f7e36c9da7");
-    EXPECT_EQ(digestOf("abc", iCryptography::eSHA256),
-              "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
-    EXPECT_EQ(digestOf("abcdbcdecdefdefgefghfghighijhijkijkljklmklmnlmnomnopnopq", iCryptography::eSHA256),
-              "248d6a61d20638b8e5c026930c3e6039a33ce45964ff2167f6ecedd419db06c1");
-    EXPECT_EQ(digestOf("abc", iCryptography::eSHA384),
-              "cb00753f45a35e8bb5a03d699ac65007272c32ab0eded1631a8b605a43ff5bed8086072ba1e7cc2358baeca134c825a7");
-    EXPECT_EQ(digestOf("abc", iCryptography::eSHA512),
-              "ddaf35a193617abacc417349ae20413112e6fa4e89a97ea20a9eeee64b55d39a"
-              "2192992a274fc1a836ba3c23a3feebbd454d4423643ce80e2a9ac94fa54ca49f");
-    EXPECT_EQ(digestOf("abc", iCryptography::eHashAlg(9)), "900150983cd24fb0d6963f7d28e17f72")
-        << "unknown values are MD5";
+    const struct
+    {
+        std::string text;
+        iCryptography::eHashAlg algorithm;
+        unsigned length;
+        std::string digest;
+    } cases[] = {
+        {"abc", iCryptography::eMD5, 16, "900150983cd24fb0d6963f7d28e17f72"},
+        {"", iCryptography::eMD5, 16, "d41d8cd98f00b204e9800998ecf8427e"},
+        {"abc", iCryptography::eHashAlg(9), 16, "900150983cd24fb0d6963f7d28e17f72"}, // unknown values are MD5
+        {"abc", iCryptography::eSHA1, 20, "a9993e364706816aba3e25717850c26c9cd0d89d"},
+        {"abc", iCryptography::eSHA224, 28, "23097d223405d8228642a477bda255b32aadbce4bda0b3f7e36c9da7"},
+        {"abcdbcdecdefdefgefghfghighijhijkijkljklmklmnlmnomnopnopq", iCryptography::eSHA256, 32,
+         "248d6a61d20638b8e5c026930c3e6039a33ce45964ff2167f6ecedd419db06c1"},
+        {"abc", iCryptography::eSHA384, 48,
+         "cb00753f45a35e8bb5a03d699ac65007272c32ab0eded1631a8b605a43ff5bed8086072ba1e7cc2358baeca134c825a7"},
+        {"abc", iCryptography::eSHA512, 64,
+         "ddaf35a193617abacc417349ae20413112e6fa4e89a97ea20a9eeee64b55d39a"
+         "2192992a274fc1a836ba3c23a3feebbd454d4423643ce80e2a9ac94fa54ca49f"},
+    };
+    for (const auto& expected : cases) {
+        unsigned char out[64];
+        EXPECT_EQ(crypto()->hash(bytesIn(expected.text), int(expected.text.size()), out, expected.algorithm), 1);
+        EXPECT_EQ(hexOf(std::string(reinterpret_cast<char*>(out), expected.length)), expected.digest) << expected.algorithm;
+    }
 }
 
-TEST_F(Cryptography, ChunkHashOverManyChunksEqualsTheOneShotDigest)
+TEST_F(Cryptography, ChunkHashOverManyChunksEqualsTheOneShotDigestAndDiesQuietlyAbandoned)
 {
     // Text, since a string chunk stops at a zero byte.
     std::string data(1 << 20, 0);
@@ -184,20 +166,18 @@ TEST_F(Cryptography, ChunkHashOverManyChunksEqualsTheOneShotDigest)
         ASSERT_TRUE(chunks->finalize(out)) << "true means success";
         unsigned char whole[64] = {};
         crypto()->hash(bytesIn(data), int(data.size()), whole, algorithm);
-        EXPECT_EQ(hexOf(out, 64), hexOf(whole, 64)) << algorithm;
+        EXPECT_EQ(std::string(out, out + 64), std::string(whole, whole + 64)) << algorithm;
     }
+    EXPECT_TRUE(printedBy([] { crypto()->getHelper(iCryptography::eSHA256)->update(LightweightString<char>("half")); })
+                    .empty());
 }
 
-TEST_F(Cryptography, AbandonedChunkHashDiesQuietly)
+TEST_F(Cryptography, HmacIsSha256ForEveryTypeAsRfc4231Has)
 {
-    Kv::Ptr<iCryptography::iChunkHash> abandoned = crypto()->getHelper(iCryptography::eSHA256);
-    EXPECT_FALSE(abandoned->update(LightweightString<char>("half a file")));
-    abandoned = nullptr;
-    EXPECT_EQ(ERR_peek_error(), 0u);
-}
-
-TEST_F(Cryptography, HmacMatchesRfc4231ForEveryType)
-{
+    const auto hmacOf = [](iCryptography::eHMACType type, std::string key, std::string data) {
+        return std::string(
+            crypto()->generateHMAC(type, key.data(), unsigned(key.size()), data.data(), unsigned(data.size())).c_str());
+    };
     for (auto type : {iCryptography::eHMACSHA1, iCryptography::eHMACSHA256, iCryptography::eHMACType(7)})
         EXPECT_EQ(hmacOf(type, std::string(20, '\x0b'), "Hi There"),
                   "b0344c61d8db38535ca8afceaf0bf12b881dc200c9833da726e9376c2e32cff7")
@@ -209,179 +189,113 @@ TEST_F(Cryptography, HmacMatchesRfc4231ForEveryType)
               "60e431591ee0b67f0d8a26aacbf5b77f8e0bc6213728c5140546040f0ee37f54");
 }
 
-TEST_F(Cryptography, AesMatchesTheNistCbcVectorsAndPads)
+TEST_F(Cryptography, AesMatchesTheNistCbcVectorsPadsAndDecryptsWithTheOpensslCommand)
 {
     const std::string key = bytesOfHex(kNistKey);
     const std::string iv = bytesOfHex(kNistIv);
     std::string plain = bytesOfHex(kNistPlain);
-    const auto* keyBytes = reinterpret_cast<const unsigned char*>(key.data());
-    const auto* ivBytes = reinterpret_cast<const unsigned char*>(iv.data());
-
-    Kv::Ptr<iMemHolder> encrypted = crypto()->aes_encrypt_WithKey(keyBytes, ivBytes, plain.data(), 64);
+    Kv::Ptr<iMemHolder> encrypted = crypto()->aes_encrypt_WithKey(bytesIn(key), bytesIn(iv), plain.data(), 64);
     EXPECT_EQ(encrypted->getSize(), 80u);
     std::string cipher = take(encrypted);
     ASSERT_EQ(cipher.size(), 80u) << "a whole block of padding";
     EXPECT_EQ(hexOf(cipher.substr(0, 64)), kNistCipher);
-
-    Kv::Ptr<iMemHolder> decrypted = crypto()->aes_decrypt(keyBytes, 32, ivBytes, 16, cipher.data(), 80);
-    EXPECT_EQ(decrypted->getSize(), 80u);
-    EXPECT_EQ(hexOf(take(decrypted)), kNistPlain);
-
-    std::string empty;
-    EXPECT_EQ(hexOf(take(crypto()->aes_encrypt_WithKey(keyBytes, ivBytes, empty.data(), 0))).size(), 32u)
+    EXPECT_EQ(openssl(cipher, "enc -d -aes-256-cbc -K " + kNistKey + " -iv " + kNistIv), plain);
+    EXPECT_EQ(hexOf(take(crypto()->aes_decrypt(bytesIn(key), 32, bytesIn(iv), 16, cipher.data(), 80))), kNistPlain);
+    EXPECT_EQ(take(crypto()->aes_encrypt_WithKey(bytesIn(key), bytesIn(iv), plain.data(), 0)).size(), 16u)
         << "empty data is one block of padding";
-}
 
-TEST_F(Cryptography, AesWithAWrongKeyKeepsWhatDecryptedBeforeThePadding)
-{
-    const std::string key = bytesOfHex(kNistKey);
-    const std::string iv = bytesOfHex(kNistIv);
-    std::string plain = bytesOfHex(kNistPlain);
-    std::string cipher = take(crypto()->aes_encrypt_WithKey(bytesIn(key), bytesIn(iv), plain.data(), 64));
+    // A wrong key or a cut message fails on the padding; what decrypted
+    // before it stays, less the block held back for the padding.
     std::string wrongKey = key;
     wrongKey[0] ^= 1;
-    Kv::Ptr<iMemHolder> garbled = crypto()->aes_decrypt(bytesIn(wrongKey), 32, bytesIn(iv), 16, cipher.data(), 80);
-    ASSERT_TRUE(garbled);
-    EXPECT_EQ(garbled->getSize(), 80u);
-    const std::string text = take(garbled);
-    EXPECT_EQ(text.size(), 64u) << "the update holds the last block back for the padding";
-    EXPECT_NE(hexOf(text), kNistPlain);
-    EXPECT_EQ(ERR_peek_error(), 0u) << "the padding failure is not left queued";
-
-    std::string cut = cipher.substr(0, 40);
-    EXPECT_EQ(take(crypto()->aes_decrypt(bytesIn(key), 32, bytesIn(iv), 16, cut.data(), 40)),
-              plain.substr(0, 32))
-        << "whole blocks before the cut, less the held one";
-}
-
-TEST_F(Cryptography, AesWithKeyDecryptsWithTheOpensslCommand)
-{
-    const std::string key = bytesOfHex(kNistKey);
-    const std::string iv = bytesOfHex(kNistIv);
-    std::string plain = "An editor's project file, not a multiple of sixteen bytes long.";
-    writeFile(path("aes.bin"), take(crypto()->aes_encrypt_WithKey(reinterpret_cast<const unsigned char*>(key.data()),
-                                                                  reinterpret_cast<const unsigned char*>(iv.data()),
-                                                                  plain.data(), unsigned(plain.size()))));
-    ASSERT_EQ(run("openssl enc -d -aes-256-cbc -K " + kNistKey + " -iv " + kNistIv + " -in " + path("aes.bin") +
-                  " -out " + path("aes.txt")),
-              0);
-    EXPECT_EQ(readFile(path("aes.txt")), plain);
+    std::string garbled;
+    EXPECT_EQ(printedBy([&] {
+                  garbled = take(crypto()->aes_decrypt(bytesIn(wrongKey), 32, bytesIn(iv), 16, cipher.data(), 80));
+              }),
+              "");
+    EXPECT_EQ(garbled.size(), 64u);
+    EXPECT_NE(hexOf(garbled), kNistPlain);
+    EXPECT_EQ(take(crypto()->aes_decrypt(bytesIn(key), 32, bytesIn(iv), 16, cipher.data(), 40)), plain.substr(0, 32));
 }
 
 TEST_F(Cryptography, AesEncryptDerivesOneKeyFromItsSecret)
 {
     std::string plain = "sixteen bytes!!!";
-    char key[32] = {};
-    char iv[16] = {};
-    Kv::Ptr<iMemHolder> encrypted = crypto()->aes_encrypt(key, 0, iv, 0, plain.data(), 16);
-    EXPECT_EQ(encrypted->getSize(), 32u);
-    const std::string cipher = take(encrypted);
+    char key[32] = {}, iv[16] = {}, againKey[32] = {}, againIv[16] = {};
+    const std::string cipher = take(crypto()->aes_encrypt(key, 0, iv, 0, plain.data(), 16));
     EXPECT_EQ(cipher.size(), 32u);
-
-    char againKey[32] = {};
-    char againIv[16] = {};
     EXPECT_EQ(take(crypto()->aes_encrypt(againKey, 0, againIv, 0, plain.data(), 16)), cipher);
     EXPECT_EQ(std::string(key, 32), std::string(againKey, 32));
     EXPECT_EQ(std::string(iv, 16), std::string(againIv, 16));
     EXPECT_NE(std::string(key, 32), std::string(32, '\0'));
-
     std::string copy = cipher;
     EXPECT_EQ(take(crypto()->aes_decrypt(reinterpret_cast<unsigned char*>(key), 32,
                                          reinterpret_cast<unsigned char*>(iv), 16, copy.data(), 32)),
               plain);
 }
 
-TEST_F(Cryptography, PublicKeyEncryptionDecryptsWithTheOpensslCommand)
+TEST_F(Cryptography, RsaRoundTripsWithTheOpensslCommand)
 {
     const std::string secret = "the session key of a shared project";
-    Kv::Ptr<iMemHolder> encrypted = encryptPublic(publicKey, secret);
-    ASSERT_TRUE(encrypted);
-    EXPECT_EQ(encrypted->getSize(), 256u);
-    const std::string cipher = take(encrypted);
+    const std::string cipher = take(rsa(encryptPublic, publicKey, secret));
     EXPECT_EQ(cipher.size(), 256u);
-    EXPECT_EQ(pkeyutl(cipher, "-decrypt -inkey " + path("private.pem")), secret);
-    EXPECT_NE(take(encryptPublic(publicKey, secret)), cipher) << "PKCS #1 padding is random";
-    const std::string empty = take(encryptPublic(publicKey, ""));
-    EXPECT_EQ(empty.size(), 256u) << "empty data is a message too";
-    EXPECT_EQ(pkeyutl(empty, "-decrypt -inkey " + path("private.pem")), "");
-}
+    EXPECT_EQ(openssl(cipher, "pkeyutl -decrypt -inkey " + folder + "private.pem"), secret);
+    EXPECT_NE(take(rsa(encryptPublic, publicKey, secret)), cipher) << "PKCS #1 padding is random";
+    EXPECT_EQ(openssl(take(rsa(encryptPublic, publicKey, "")), "pkeyutl -decrypt -inkey " + folder + "private.pem"), "")
+        << "empty data is a message too";
 
-TEST_F(Cryptography, SignatureOfTheOpensslCommandIsRecoveredWithThePublicKey)
-{
+    // Private encryption is a signature; public decryption recovers one.
     const std::string licence = "licence: kvos, seats 3";
-    const std::string signature = pkeyutl(licence, "-sign -inkey " + path("private.pem"));
+    const std::string signature = take(rsa(encryptPrivate, privateKey, licence));
     ASSERT_EQ(signature.size(), 256u);
-    EXPECT_EQ(take(decryptPublic(publicKey, signature)), licence);
+    EXPECT_EQ(openssl(signature, "pkeyutl -verifyrecover -pubin -inkey " + folder + "public.pem"), licence);
+    EXPECT_EQ(take(rsa(decryptPublic, publicKey, openssl(licence, "pkeyutl -sign -inkey " + folder + "private.pem"))),
+              licence);
+    EXPECT_FALSE(rsa(&iCryptography::decryptRSAPrivate, privateKey, signature)) << "a stub";
 }
 
-TEST_F(Cryptography, PrivateKeyEncryptionIsASignatureTheOpensslCommandRecovers)
+TEST_F(Cryptography, BadKeysAndDataFailWithOneLineAndLeaveNoErrorQueued)
 {
-    const std::string licence = "licence: kvos, seats 5";
-    const std::string signature = take(encryptPrivate(privateKey, licence));
-    ASSERT_EQ(signature.size(), 256u);
-    EXPECT_EQ(pkeyutl(signature, "-verifyrecover -pubin -inkey " + path("public.pem")), licence);
-    EXPECT_EQ(take(decryptPublic(publicKey, signature)), licence);
-    std::string data = licence;
-    EXPECT_FALSE(crypto()->decryptRSAPrivate(privateKey.data(), unsigned(privateKey.size()), data.data(),
-                                             unsigned(data.size())))
-        << "a stub";
-}
-
-TEST_F(Cryptography, BadKeysAndDataFailWithTheirMessageAndLeaveNoErrorQueued)
-{
-    const std::string rsaPublicKey = readFile(path("rsapublic.pem"));
+    const std::string rsaPublicKey = readFile(folder + "rsapublic.pem");
     ASSERT_NE(rsaPublicKey.find("BEGIN RSA PUBLIC KEY"), std::string::npos);
-    const std::string cases[][2] = {
-        {"not a key", "ordinary text"},
-        {rsaPublicKey, "a public key of the other kind"},
-        {publicKey.substr(0, publicKey.size() / 2), "a truncated key"},
-        {privateKey, "a private key where a public one is read"},
-        {publicKey, std::string(246, 'x')}, // 11 bytes of padding leave room for 245
+    const struct
+    {
+        RsaCall call;
+        std::string key;
+        std::string data;
+    } cases[] = {
+        {encryptPublic, "not a key", "ordinary text"},
+        {encryptPublic, rsaPublicKey, "a public key of the other kind"},
+        {encryptPublic, publicKey.substr(0, publicKey.size() / 2), "a truncated key"},
+        {encryptPublic, privateKey, "a private key where a public one is read"},
+        {encryptPublic, publicKey, std::string(246, 'x')}, // 11 bytes of padding leave room for 245
+        {encryptPrivate, publicKey, "a public key where a private one is read"},
+        {encryptPrivate, readFile(folder + "locked.pem"), "no passphrase is asked for"},
     };
-    for (const auto& [key, data] : cases) {
-        testing::internal::CaptureStdout();
-        EXPECT_FALSE(encryptPublic(key, data)) << data;
-        const std::string printed = testing::internal::GetCapturedStdout();
+    for (const auto& bad : cases) {
+        const std::string printed = printedBy([&] { EXPECT_FALSE(rsa(bad.call, bad.key, bad.data)) << bad.data; });
         EXPECT_EQ(printed.rfind("Cryptography::encrypt() : error:", 0), 0u) << printed;
         EXPECT_EQ(printed.find('\n'), printed.size() - 1) << printed;
-        EXPECT_EQ(ERR_peek_error(), 0u) << data;
+        // The same failure again reports the same error: nothing stale comes first.
+        EXPECT_EQ(printedBy([&] { rsa(bad.call, bad.key, bad.data); }), printed);
     }
-
-    // The same failure twice reports the same error: nothing stale comes first.
-    testing::internal::CaptureStdout();
-    EXPECT_FALSE(encryptPrivate(publicKey, "data"));
-    const std::string first = testing::internal::GetCapturedStdout();
-    testing::internal::CaptureStdout();
-    EXPECT_FALSE(encryptPrivate(publicKey, "data"));
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), first);
-    EXPECT_EQ(ERR_peek_error(), 0u);
-}
-
-TEST_F(Cryptography, EncryptedPrivateKeyFailsWithoutAskingForItsPassphrase)
-{
-    testing::internal::CaptureStdout();
-    EXPECT_FALSE(encryptPrivate(readFile(path("locked.pem")), "data"));
-    EXPECT_EQ(testing::internal::GetCapturedStdout().rfind("Cryptography::encrypt() : error:", 0), 0u);
-    EXPECT_EQ(ERR_peek_error(), 0u);
 }
 
 TEST_F(Cryptography, PublicDecryptionLogsOnlyWhatFailsAfterTheKeyReads)
 {
-    const std::string signature = take(encryptPrivate(privateKey, "seats 2"));
-    testing::internal::CaptureStdout();
-    EXPECT_FALSE(decryptPublic("not a key", signature));
-    EXPECT_FALSE(decryptPublic(publicKey.substr(0, 100), signature));
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "") << "a key that does not read is silent";
-
+    const std::string signature = take(rsa(encryptPrivate, privateKey, "seats 2"));
+    EXPECT_EQ(printedBy([&] {
+                  EXPECT_FALSE(rsa(decryptPublic, "not a key", signature));
+                  EXPECT_FALSE(rsa(decryptPublic, publicKey.substr(0, 100), signature));
+              }),
+              "")
+        << "a key that does not read is silent";
     std::string corrupted = signature;
     corrupted[100] ^= 0x40;
     for (const std::string& data : {corrupted, signature.substr(0, 255), std::string()}) {
-        testing::internal::CaptureStdout();
-        EXPECT_FALSE(decryptPublic(publicKey, data)) << data.size();
-        const std::string printed = testing::internal::GetCapturedStdout();
+        const std::string printed = printedBy([&] { EXPECT_FALSE(rsa(decryptPublic, publicKey, data)) << data.size(); });
         EXPECT_NE(printed.find("RSA error "), std::string::npos) << printed;
-        EXPECT_EQ(printed.back(), '\n');
-        EXPECT_EQ(ERR_peek_error(), 0u);
+        EXPECT_EQ(printed.find('\n'), printed.size() - 1) << printed;
     }
 }
 

@@ -40,10 +40,7 @@ namespace
         Kv::Ptr<iObject> guard;
         char command = 0;
         while (read(STDIN_FILENO, &command, 1) == 1) {
-            if (command == 'g')
-                guard = OS()->processMgr()->createMultiInstanceProcessGuard(name);
-            else
-                guard = nullptr;
+            guard = command == 'g' ? OS()->processMgr()->createMultiInstanceProcessGuard(name) : nullptr;
             const char answer = command == 'g' ? (guard ? '1' : '0') : 'r';
             if (write(STDOUT_FILENO, &answer, 1) != 1)
                 break;
@@ -95,14 +92,6 @@ namespace
         std::string path;
     };
 
-    bool isProbeSetting(const char* entry)
-    {
-        for (const char* name : {"HOME=", "XDG_CONFIG_HOME=", "KVOS_GUARD_PROBE="})
-            if (std::strncmp(entry, name, std::strlen(name)) == 0)
-                return true;
-        return false;
-    }
-
     // This program started again as a guard probe with the given home. Ends
     // when the object dies.
     class GuardProbe
@@ -110,16 +99,6 @@ namespace
     public:
         GuardProbe(const ProbeHome& home, const std::string& name)
         {
-            std::vector<std::string> settings = {"HOME=" + home.path, "XDG_CONFIG_HOME=" + home.path + "/config",
-                                                 "KVOS_GUARD_PROBE=" + name};
-            for (char** entry = environ; *entry; ++entry)
-                if (!isProbeSetting(*entry))
-                    settings.push_back(*entry);
-            std::vector<char*> environment;
-            for (std::string& setting : settings)
-                environment.push_back(setting.data());
-            environment.push_back(nullptr);
-
             int commands[2], answers[2];
             if (pipe2(commands, O_CLOEXEC) != 0 || pipe2(answers, O_CLOEXEC) != 0)
                 return;
@@ -127,9 +106,14 @@ namespace
             posix_spawn_file_actions_init(&actions);
             posix_spawn_file_actions_adddup2(&actions, commands[0], STDIN_FILENO);
             posix_spawn_file_actions_adddup2(&actions, answers[1], STDOUT_FILENO);
-            std::string program = ownExecutable();
-            char* arguments[] = {program.data(), nullptr};
-            if (posix_spawn(&id, program.c_str(), &actions, nullptr, arguments, environment.data()) != 0)
+            std::vector<std::string> words = {"/usr/bin/env", "HOME=" + home.path,
+                                              "XDG_CONFIG_HOME=" + home.path + "/config",
+                                              "KVOS_GUARD_PROBE=" + name, ownExecutable()};
+            std::vector<char*> arguments;
+            for (std::string& word : words)
+                arguments.push_back(word.data());
+            arguments.push_back(nullptr);
+            if (posix_spawn(&id, arguments[0], &actions, nullptr, arguments.data(), environ) != 0)
                 id = -1;
             posix_spawn_file_actions_destroy(&actions);
             close(commands[0]);
@@ -165,63 +149,40 @@ namespace
     };
 }
 
-TEST(Process, LookUpsFindTheTestItselfAndNothingElse)
+TEST(Process, LookUpsAndTheListFindTheTestItselfAndNothingElse)
 {
     const std::string ownName = std::filesystem::path(ownExecutable()).filename();
     std::string ownNameInCapitals = ownName;
     std::transform(ownName.begin(), ownName.end(), ownNameInCapitals.begin(), ::toupper);
     iProcessManager* processes = OS()->processMgr();
-    struct Lookup
-    {
-        const char* what;
-        std::function<Kv::Ptr<iProcess>()> find;
-        bool found;
-    };
-    std::vector<Lookup> lookups = {
-        {"current process", [&] { return processes->getCurrentProcess(); }, true},
-        {"own id", [&] { return processes->getProcess(unsigned(getpid())); }, true},
-        {"own name", [&] { return processes->getProcess(wide(ownName)); }, true},
-        {"own name in capitals", [&] { return processes->getProcess(wide(ownNameInCapitals)); }, false},
-        {"unknown id", [&] { return processes->getProcess(0u); }, false},
-        {"id past the largest", [&] { return processes->getProcess(0xFFFFFFFFu); }, false},
-        {"unknown name", [&] { return processes->getProcess(L"no such program here"); }, false},
-        {"empty name", [&] { return processes->getProcess(LightweightString<wchar_t>()); }, false},
-    };
+    EXPECT_EQ(processes->getCurrentProcessID(), getpid());
+    // Other copies of this program may run beside it: a name finds the first.
+    ASSERT_TRUE(processes->getProcess(wide(ownName)));
+    EXPECT_EQ(narrow(processes->getProcess(wide(ownName))->getName()), ownName);
+    for (const Kv::Ptr<iProcess>& self : {processes->getCurrentProcess(), processes->getProcess(unsigned(getpid()))}) {
+        ASSERT_TRUE(self);
+        EXPECT_EQ(self->getID(), getpid());
+        EXPECT_EQ(narrow(self->getName()), ownName);
+    }
+    std::vector<Kv::Ptr<iProcess>> nothing = {
+        processes->getProcess(wide(ownNameInCapitals)), processes->getProcess(0u), processes->getProcess(0xFFFFFFFFu),
+        processes->getProcess(L"no such program here"), processes->getProcess(LightweightString<wchar_t>())};
     // Kernel threads are root's, as these tests may be: only their kind keeps them out.
     std::ifstream kernelThread("/proc/2/comm");
     std::string kernelThreadName;
-    if (std::getline(kernelThread, kernelThreadName) && kernelThreadName == "kthreadd") {
-        lookups.push_back({"kernel thread by id", [&] { return processes->getProcess(2u); }, false});
-        lookups.push_back({"kernel thread by name", [&] { return processes->getProcess(L"kthreadd"); }, false});
-    }
+    if (std::getline(kernelThread, kernelThreadName) && kernelThreadName == "kthreadd")
+        nothing.insert(nothing.end(), {processes->getProcess(2u), processes->getProcess(L"kthreadd")});
+    for (size_t index = 0; index < nothing.size(); ++index)
+        EXPECT_FALSE(nothing[index]) << "look-up " << index;
 
-    for (const Lookup& lookup : lookups) {
-        const Kv::Ptr<iProcess> process = lookup.find();
-        ASSERT_EQ(bool(process), lookup.found) << lookup.what;
-        if (process) {
-            EXPECT_EQ(narrow(process->getName()), ownName) << lookup.what;
-            // Other copies of this program may run beside it: a name finds the first.
-            if (std::strcmp(lookup.what, "own name") != 0) {
-                EXPECT_EQ(process->getID(), getpid()) << lookup.what;
-            }
-        }
-    }
-    EXPECT_EQ(processes->getCurrentProcessID(), getpid());
-}
-
-TEST(Process, TheListDescribesTheTestItself)
-{
-    const auto running = OS()->processMgr()->getRunningProcesses();
-    const auto self = std::find_if(running.begin(), running.end(),
-                                   [](const auto& process) { return process.id == getpid(); });
+    const auto running = processes->getRunningProcesses();
+    const auto self = std::find_if(running.begin(), running.end(), [](const auto& process) { return process.id == getpid(); });
     ASSERT_NE(self, running.end());
     EXPECT_EQ(narrow(self->executablePath), ownExecutable());
-    EXPECT_EQ(narrow(self->name), std::filesystem::path(ownExecutable()).filename().string());
+    EXPECT_EQ(narrow(self->name), ownName);
     EXPECT_TRUE(self->bundlePath.empty());
-    for (const auto& process : running) {
-        EXPECT_GT(process.id, 0);
+    for (const auto& process : running)
         EXPECT_FALSE(process.name.empty()) << process.id;
-    }
 }
 
 TEST(Process, ASpawnedChildAppearsAndDisappears)
@@ -266,41 +227,22 @@ TEST(Process, AGuardKeepsOutOtherProcessesUntilReleased)
     home.setDocuments(home.path);
     const std::string name = "kvosProcessTest" + std::to_string(getpid());
     GuardProbe first(home, name), second(home, name);
-    struct Step
-    {
-        GuardProbe& probe;
-        char command;
-        char answer;
-    };
-    const Step steps[] = {
-        {first, 'g', '1'}, {second, 'g', '0'}, {first, 'r', 'r'}, {second, 'g', '1'}, {first, 'g', '0'},
-    };
-    for (size_t index = 0; index < std::size(steps); ++index)
-        EXPECT_EQ(steps[index].probe.ask(steps[index].command), steps[index].answer) << "step " << index;
+    EXPECT_EQ(first.ask('g'), '1');
+    EXPECT_EQ(second.ask('g'), '0');
+    EXPECT_EQ(first.ask('r'), 'r');
+    EXPECT_EQ(second.ask('g'), '1');
+    EXPECT_EQ(first.ask('g'), '0');
 }
 
 TEST(Process, AGuardNeedsAWritableDocumentsFolder)
 {
     const std::string name = "kvosGuard";
-    struct Case
-    {
-        const char* what;
-        std::function<std::string(const std::string& home)> documents;
-        char answer;
-    };
-    const Case cases[] = {
-        {"writable", [](const std::string& home) { return home; }, '1'},
-        {"missing", [](const std::string& home) { return home + "/missing"; }, '0'},
-        // Not even root can make a file there.
-        {"unwritable", [](const std::string&) { return std::string("/proc"); }, '0'},
-    };
-    for (const Case& test : cases) {
-        ProbeHome home;
-        const std::string documents = test.documents(home.path);
+    ProbeHome home;
+    // Not even root can make a file in /proc.
+    const std::pair<std::string, bool> cases[] = {{home.path, true}, {home.path + "/missing", false}, {"/proc", false}};
+    for (const auto& [documents, writable] : cases) {
         home.setDocuments(documents);
-        GuardProbe probe(home, name);
-        EXPECT_EQ(probe.ask('g'), test.answer) << test.what;
-        EXPECT_EQ(std::filesystem::exists(documents + "/." + name + ".thereCanBeOnlyOne"), test.answer == '1')
-            << test.what;
+        EXPECT_EQ(GuardProbe(home, name).ask('g'), writable ? '1' : '0') << documents;
+        EXPECT_EQ(std::filesystem::exists(documents + "/." + name + ".thereCanBeOnlyOne"), writable) << documents;
     }
 }

@@ -61,14 +61,13 @@ TEST(SystemInfo, MemoryRecordMatchesProc)
     const iSystemInfo::MemoryInfo memory = info()->getMemoryInfo();
 
     const std::uint64_t megabytes = 1 << 20;
-    struct Case
+    const struct
     {
         const char* name;
         int word;
         std::uint64_t expected;
         std::uint64_t tolerance;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"physical", iSystemInfo::MemoryInfo::ePhysicalBytes, kernel["MemTotal"], 0},
         {"free and inactive", iSystemInfo::MemoryInfo::eFreeBytes, kernel["MemFree"] + kernel["Inactive"],
          256 * megabytes},
@@ -77,7 +76,7 @@ TEST(SystemInfo, MemoryRecordMatchesProc)
         {"virtual", iSystemInfo::MemoryInfo::eVirtualBytes, pagesVirtual * page, 64 * megabytes},
     };
     std::uint64_t namedWords = 0;
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         const std::uint64_t got = memory.words[c.word];
         EXPECT_LE(got > c.expected ? got - c.expected : c.expected - got, c.tolerance) << got << " " << c.expected;
@@ -115,19 +114,11 @@ TEST(SystemInfo, NamesAndCountsMatchTheKernel)
         }
 }
 
-TEST(SystemInfo, FixedAnswersAndTheOpenGLAdaptor)
+TEST(SystemInfo, TheOneVideoAdaptorIsOpenGLs)
 {
-    EXPECT_TRUE(info()->getUILanguage().empty());
-    EXPECT_TRUE(info()->getVariable("section", "name", "fallback").empty());
-    EXPECT_EQ(info()->getIntegerVariable("section", "name", "7"), -1);
-    EXPECT_EQ(info()->getStackInfo(), (std::pair<std::uint64_t, std::uint64_t>(0, 0)));
-
     const std::vector<iSystemInfo::VideoAdaptor> adaptors = info()->getVideoAdaptors();
     ASSERT_EQ(adaptors.size(), 1u);
     EXPECT_EQ(utf8(adaptors[0].name), std::string(OpenGLUtils::instance().getGraphicsDriverVendor().c_str()));
-    EXPECT_TRUE(adaptors[0].description.empty());
-    EXPECT_EQ(adaptors[0].resolution, XY<int>(0, 0));
-    EXPECT_EQ(adaptors[0].flags, 1);
     EXPECT_EQ(std::string(info()->getOpenGLVersion().c_str()),
               std::string(OpenGLUtils::instance().getOpenGLVersion().c_str()));
 }
@@ -145,13 +136,12 @@ TEST(SystemInfo, WithoutADisplayThereAreNoMonitors)
 
 TEST(SystemInfo, UserScaleFollowsThePrimaryMonitorsScaleAndDensity)
 {
-    struct Case
+    const struct
     {
         const char* name;
         std::vector<iSystemInfo::MonitorInfo> monitors;
         float expected;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"no monitor", {}, 1.0f},
         {"no primary", {monitor(false, 2.0f, 300)}, 1.0f},
         {"scale 1", {monitor(true, 1.0f, 300)}, 1.0f},
@@ -160,24 +150,23 @@ TEST(SystemInfo, UserScaleFollowsThePrimaryMonitorsScaleAndDensity)
         {"scale 3", {monitor(true, 3.0f, 300)}, 1.0f},
         {"the primary decides", {monitor(false, 1.0f, 96), monitor(true, 2.0f, 300)}, 2.0f},
     };
-    for (const Case& c : cases)
+    for (const auto& c : cases)
         EXPECT_EQ(SystemInfo::userUIScale(c.monitors), c.expected) << c.name;
 }
 
 TEST(SystemInfo, DotsPerInchUseTheWidthAlone)
 {
-    struct Case
+    const struct
     {
         int pixels;
         int millimetres;
         std::uint16_t expected;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {1280, 338, 96},     // 96.19, cut
         {2560, 600, 108},    // 108.37
         {70000, 10, 46728},  // 177800, past 16 bits
         {3840, 0, 0},        // a division by zero
     };
-    for (const Case& c : cases)
+    for (const auto& c : cases)
         EXPECT_EQ(SystemInfo::dotsPerInch(c.pixels, c.millimetres), c.expected) << c.pixels << "/" << c.millimetres;
 }
