@@ -215,7 +215,46 @@ TEST_F(FileManagerFiles, TouchProbesAndTemporaryNames)
     make(".WriteTest");
     EXPECT_FALSE(files()->isWritable(wide(folder))) << "a stale probe answers no";
 
-    const std::string temp = narrow(files()->getTempFileName(L"kvclip"));
-    EXPECT_TRUE(std::regex_match(temp, std::regex(R"(/tmp/kvcli[A-Za-z0-9]{6})"))) << temp;
-    EXPECT_FALSE(exists(temp));
+    // As tempnam picks them: TMPDIR where it is a folder, "file" for no prefix.
+    const char* tmpdir = std::getenv("TMPDIR");
+    const std::string saved = tmpdir ? tmpdir : "";
+    const struct
+    {
+        const char* tmpdir;
+        const wchar_t* prefix;
+        std::string pattern;
+    } names[] = {{nullptr, L"kvclip", "/tmp/kvcli"}, {folder.c_str(), L"", folder + "file"},
+                 {"/nonexistent", L"x", "/tmp/x"}};
+    for (const auto& name : names) {
+        name.tmpdir ? setenv("TMPDIR", name.tmpdir, 1) : unsetenv("TMPDIR");
+        const std::string temp = narrow(files()->getTempFileName(name.prefix));
+        EXPECT_TRUE(std::regex_match(temp, std::regex(name.pattern + "[A-Za-z0-9]{6}"))) << temp;
+        EXPECT_FALSE(exists(temp));
+    }
+    tmpdir ? setenv("TMPDIR", saved.c_str(), 1) : unsetenv("TMPDIR");
+}
+
+// Onto a URI the copy leaves exactly the source's bytes; onto itself, under
+// any name, it is refused before anything is touched.
+TEST_F(FileManagerFiles, CopiesOntoURIsAndOntoThemselves)
+{
+    const std::string source = make("short.txt", "new");
+    const std::string target = make("long.txt", "old and longer");
+    const std::string targetURI = "file://" + target;
+    EXPECT_TRUE(files()->fileExists(wide(targetURI)));
+    EXPECT_EQ(files()->copyFile(wide(source), wide(targetURI), true, {}), iFileManager::eCopyExists);
+    EXPECT_EQ(files()->copyFile(wide(source), wide(targetURI), false, {}), iFileManager::eCopyOk);
+    EXPECT_EQ(read(target), "new");
+    EXPECT_EQ(files()->copyFile(wide(source), wide("file://" + folder + "fresh.txt"), false, {}), iFileManager::eCopyOk);
+    EXPECT_EQ(read(folder + "fresh.txt"), "new");
+    EXPECT_TRUE(files()->deleteFile(wide(targetURI)));
+    EXPECT_FALSE(exists(target));
+    EXPECT_FALSE(files()->fileExists(wide(targetURI)));
+
+    ASSERT_EQ(link(source.c_str(), (folder + "hard link").c_str()), 0);
+    for (const std::string& same : {source, "file://" + source, folder + "hard link", folder + "./short.txt"}) {
+        SCOPED_TRACE(same);
+        EXPECT_EQ(files()->copyFile(wide(source), wide(same), false, {}), iFileManager::eCopyFailed);
+        EXPECT_EQ(read(source), "new");
+    }
 }

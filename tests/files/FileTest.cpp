@@ -140,9 +140,17 @@ TEST_F(FileObject, UriNamesOpenThroughGio)
     file = nullptr;
     EXPECT_EQ(read(path), "HELLO gio");
 
-    // It never creates, and ignores delete-on-close.
-    EXPECT_FALSE(files()->openFile(wide("file://" + folder + "new.txt"), 2, iFile::eCreateAlways, iFile::eShareNone, 0));
+    // Only the creating behaviours create, emptying what is there; it
+    // ignores delete-on-close.
+    const std::string fresh = "file://" + folder + "new.txt";
+    for (const auto behaviour : {iFile::eOpenExisting, iFile::eOpenAlways})
+        EXPECT_FALSE(files()->openFile(wide(fresh), 2, behaviour, iFile::eShareNone, 0)) << behaviour;
     EXPECT_FALSE(exists(folder + "new.txt"));
+    EXPECT_TRUE(files()->openFile(wide(fresh), 2, iFile::eCreateNew, iFile::eShareNone, 0));
+    EXPECT_FALSE(files()->openFile(wide(fresh), 2, iFile::eCreateNew, iFile::eShareNone, 0)) << "it exists now";
+    EXPECT_TRUE(files()->openFile(wide(uri), 2, iFile::eCreateAlways, iFile::eShareNone, 0));
+    EXPECT_EQ(read(path), "");
+    write(path, "hello gio");
     EXPECT_TRUE(files()->openFile(wide(uri), 1, iFile::eOpenExisting, iFile::eShareNone, iFile::eDeleteOnClose));
     EXPECT_TRUE(exists(path));
 }

@@ -122,9 +122,9 @@ namespace
             if (offset < dataStart || offset + size > storeSize)
                 return {};
             iDLL::Resource resource;
-            // The array allocator, so that a caller may release the bytes as an
-            // array; the pointer's plain delete reaches the same heap.
-            resource.data = Kv::Ptr<unsigned char, Kv::DtorTraits, Kv::ExternalRefCountTraits>(new unsigned char[size]);
+            // The pointer releases its bytes with plain operator delete.
+            resource.data = Kv::Ptr<unsigned char, Kv::DtorTraits, Kv::ExternalRefCountTraits>(
+                static_cast<unsigned char*>(::operator new(size)));
             if (!store.readAt(offset, resource.data.get(), size))
                 return {};
             resource.size = size;

@@ -16,13 +16,16 @@
 #include <algorithm>
 #include <cctype>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <dirent.h>
 #include <fcntl.h>
+#include <gio/gio.h>
 #include <glib.h>
 #include <pwd.h>
 #include <span>
+#include <string>
 #include <strings.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -64,18 +67,52 @@ namespace
 
     // Like the C library's tempnam in the system's temporary folder: up to five
     // characters of the prefix, then six random ones, naming nothing yet there.
+    // A name of either form as a GIO file, for those that GIO must reach.
+    GFile* gioFileOf(const LightweightString<char>& host)
+    {
+        return FileManager::isURI(host) ? g_file_new_for_uri(host.c_str()) : g_file_new_for_path(host.c_str());
+    }
+
+    // The same URI, or the same device and inode, whatever the names say.
+    bool sameFile(const LightweightString<char>& first, const LightweightString<char>& second)
+    {
+        GFile* one = gioFileOf(first);
+        GFile* other = gioFileOf(second);
+        bool same = g_file_equal(one, other);
+        gchar* onePath = g_file_get_path(one);
+        gchar* otherPath = g_file_get_path(other);
+        struct stat oneStatus;
+        struct stat otherStatus;
+        if (!same && onePath && otherPath && stat(onePath, &oneStatus) == 0 && stat(otherPath, &otherStatus) == 0)
+            same = oneStatus.st_dev == otherStatus.st_dev && oneStatus.st_ino == otherStatus.st_ino;
+        g_free(onePath);
+        g_free(otherPath);
+        g_object_unref(one);
+        g_object_unref(other);
+        return same;
+    }
+
+    // As tempnam(NULL, prefix) picks its names: in TMPDIR where that is a
+    // folder we may write to, else /tmp; at most five letters of the prefix,
+    // "file" for none.
     LightweightString<char> freshTempName(const LightweightString<char>& prefix)
     {
         static const char kLetters[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
-        char name[64];
+        const char* folder = std::getenv("TMPDIR");
         struct stat status;
+        if (!folder || stat(folder, &status) != 0 || !S_ISDIR(status.st_mode) || access(folder, W_OK | X_OK) != 0)
+            folder = "/tmp";
+        const std::size_t end = std::strlen(folder);
+        const char* separator = end && folder[end - 1] == '/' ? "" : "/";
+        const char* start = prefix.empty() ? "file" : prefix.c_str();
+        std::string name;
         do {
             char suffix[7] = {};
             for (char& letter : std::span(suffix, 6))
                 letter = kLetters[g_random_int_range(0, sizeof kLetters - 1)];
-            std::snprintf(name, sizeof name, "/tmp/%.5s%s", prefix.c_str(), suffix);
-        } while (lstat(name, &status) == 0);
-        return LightweightString<char>(name);
+            name.assign(folder).append(separator).append(start, strnlen(start, 5)).append(suffix);
+        } while (lstat(name.c_str(), &status) == 0);
+        return LightweightString<char>(name.c_str());
     }
 }
 
@@ -136,7 +173,9 @@ int FileManager::copyFile(const LightweightString<wchar_t>& source, const Lightw
 {
     if (isVirtual(source))
         return FileProviderManager::copyFile(source, destination, failIfExists, progress);
-    if (!fileExists(source))
+    // Departure: a copy onto its own source would delete it before reading
+    // it, so it is refused before anything is touched.
+    if (!fileExists(source) || sameFile(KvtoOS(source), KvtoOS(destination)))
         return eCopyFailed;
     if (fileExists(destination)) {
         if (failIfExists)
@@ -177,7 +216,13 @@ bool FileManager::deleteFile(const LightweightString<wchar_t>& name) const
 {
     if (isVirtual(name))
         return FileProviderManager::deleteFile(name);
-    return remove(KvtoOS(name).c_str()) == 0;
+    const LightweightString<char> host = KvtoOS(name);
+    if (!isURI(host))
+        return remove(host.c_str()) == 0;
+    GFile* file = g_file_new_for_uri(host.c_str());
+    const bool deleted = g_file_delete(file, nullptr, nullptr);
+    g_object_unref(file);
+    return deleted;
 }
 
 bool FileManager::touchFile(const LightweightString<wchar_t>& name, iFile::eTimeType type) const
@@ -242,8 +287,17 @@ bool FileManager::fileExists(const LightweightString<wchar_t>& name) const
 {
     if (isVirtual(name))
         return FileProviderManager::fileExists(name);
+    if (name.empty())
+        return false;
+    const LightweightString<char> host = KvtoOS(name);
+    if (isURI(host)) {
+        GFile* file = g_file_new_for_uri(host.c_str());
+        const bool exists = g_file_query_exists(file, nullptr);
+        g_object_unref(file);
+        return exists;
+    }
     struct stat status;
-    return !name.empty() && stat(KvtoOS(name).c_str(), &status) == 0;
+    return stat(host.c_str(), &status) == 0;
 }
 
 // Never hidden, and a ".app" folder is a plain folder here: listings differ on both.

@@ -15,7 +15,7 @@ namespace
     }
 }
 
-GioFile::GioFile(const LightweightString<wchar_t>& name, unsigned int access, eOpenBehaviour, eShareMode,
+GioFile::GioFile(const LightweightString<wchar_t>& name, unsigned int access, eOpenBehaviour behaviour, eShareMode,
                  unsigned int flags)
     : handle(nullptr), input(nullptr), output(nullptr), flags(flags), osName(FileManager::KvtoOS(name)), name(name)
 {
@@ -25,12 +25,34 @@ GioFile::GioFile(const LightweightString<wchar_t>& name, unsigned int access, eO
             handle = G_OBJECT(stream);
             input = G_INPUT_STREAM(stream);
         }
-    } else if (GFileIOStream* stream = g_file_open_readwrite(file, nullptr, nullptr)) {
-        handle = G_OBJECT(stream);
-        input = g_io_stream_get_input_stream(G_IO_STREAM(stream));
-        output = g_io_stream_get_output_stream(G_IO_STREAM(stream));
+    } else {
+        openForWriting(behaviour);
     }
     lock = OS()->threadMgr()->createCriticalSection(0);
+}
+
+// A file opened to be created is created, and emptied where it exists, so a
+// copy leaves exactly its source's bytes. Otherwise nothing is created: an
+// existing file is opened in place, or appended to on backends without
+// read-write streams (GVfs's SMB).
+void GioFile::openForWriting(eOpenBehaviour behaviour)
+{
+    GFileOutputStream* stream = nullptr;
+    if (behaviour == eCreateNew)
+        stream = g_file_create(file, G_FILE_CREATE_NONE, nullptr, nullptr);
+    else if (behaviour == eCreateAlways)
+        stream = g_file_replace(file, nullptr, FALSE, G_FILE_CREATE_NONE, nullptr, nullptr);
+    else if (GFileIOStream* both = g_file_open_readwrite(file, nullptr, nullptr)) {
+        handle = G_OBJECT(both);
+        input = g_io_stream_get_input_stream(G_IO_STREAM(both));
+        output = g_io_stream_get_output_stream(G_IO_STREAM(both));
+        return;
+    } else if (g_file_query_exists(file, nullptr))
+        stream = g_file_append_to(file, G_FILE_CREATE_NONE, nullptr, nullptr);
+    if (stream) {
+        handle = G_OBJECT(stream);
+        output = G_OUTPUT_STREAM(stream);
+    }
 }
 
 // Releasing the stream closes it. A delete-on-close file is left behind.

@@ -8,9 +8,9 @@
 #include <gio/gio.h>
 
 // A file behind a GIO stream: every name that holds "://" (file://, smb://,
-// sftp://... where GVfs serves them). It never creates a file, its write
-// always reports success, and it ignores delete-on-close. Access 1 reads;
-// any other value opens for update.
+// sftp://... where GVfs serves them). Only the two creating behaviours
+// create a file; its write always reports success, and it ignores
+// delete-on-close. Access 1 reads; any other value opens for writing.
 class GioFile : public iFile
 {
 public:
@@ -42,6 +42,8 @@ public:
     bool isOpen() const override;
 
 private:
+    void openForWriting(eOpenBehaviour behaviour);
+
     Kv::Ptr<iCriticalSection> lock; // guards seek + transfer
     GFile* file;
     GObject* handle;       // the stream, null when the open failed; ours to release

@@ -4,6 +4,7 @@
 #include <cctype>
 #include <cstdlib>
 #include <cstring>
+#include <dirent.h>
 #include <libmount/libmount.h>
 #include <libudev.h>
 #include <memory>
@@ -53,7 +54,7 @@ namespace
     bool isNetworkType(std::string_view type)
     {
         return isOneOf(type, {"nfs", "nfs4", "cifs", "smbfs", "smb3", "afs", "ceph", "glusterfs", "9p", "davfs",
-                              "sshfs", "fuse.sshfs", "fuse.gvfsd-fuse", "fuse.rclone"});
+                              "sshfs", "fuse.sshfs", "fuse.rclone"});
     }
 
     bool isAtOrUnder(std::string_view path, std::string_view folder)
@@ -65,9 +66,12 @@ namespace
     // mounts the user's media on some distributions.
     bool isInSystemFolder(std::string_view mountPoint)
     {
-        for (std::string_view folder : {"/proc", "/sys", "/dev", "/boot/efi", "/snap"})
+        for (std::string_view folder : {"/proc", "/sys", "/dev", "/boot", "/snap"})
             if (isAtOrUnder(mountPoint, folder))
                 return true;
+        // Scratch space, often a tmpfs of its own.
+        if (mountPoint == "/tmp" || mountPoint == "/var/tmp")
+            return true;
         return isAtOrUnder(mountPoint, "/run") && !isAtOrUnder(mountPoint, "/run/media");
     }
 
@@ -98,7 +102,8 @@ namespace
 
     // udev's bus name first; then whatever carries the disk, where a usb (or
     // firewire) device anywhere above it makes it external, since usb disks
-    // sit under scsi devices too; last the disk's own removable flag.
+    // sit under scsi devices too, as does a card reader's card; last the
+    // disk's own removable flag.
     LibmountVolumeTable::eBusClass busOfDevice(udev_device* device)
     {
         if (const char* bus = propertyOf(device, "ID_BUS")) {
@@ -112,7 +117,8 @@ namespace
             const char* subsystem = udev_device_get_subsystem(parent);
             if (!subsystem)
                 continue;
-            if (isOneOf(subsystem, {"usb", "firewire"}))
+            // SD and memory-stick cards come out of their readers.
+            if (isOneOf(subsystem, {"usb", "firewire", "mmc", "memstick"}))
                 return LibmountVolumeTable::eExternalBus;
             internal = internal || isOneOf(subsystem, {"ata", "ata_port", "nvme", "scsi", "virtio"});
         }
@@ -188,22 +194,58 @@ namespace
     }
 }
 
-LibmountVolumeTable::LibmountVolumeTable()
+LibmountVolumeTable::LibmountVolumeTable(const char* mountInfo)
 {
     MountTable table(mnt_new_table());
     MountIter iter(mnt_new_iter(MNT_ITER_FORWARD));
-    if (!table || !iter || mnt_table_parse_mtab(table.get(), nullptr) != 0)
+    if (!table || !iter)
+        return;
+    if ((mountInfo ? mnt_table_parse_file(table.get(), mountInfo) : mnt_table_parse_mtab(table.get(), nullptr)) != 0)
         return;
     // Without udev every disk counts as internal and is named after its folder.
     Udev context(udev_new());
     libmnt_fs* fs = nullptr;
     while (mnt_table_next_fs(table.get(), iter.get(), &fs) == 0) {
-        if (!mnt_fs_get_target(fs))
+        const char* target = mnt_fs_get_target(fs);
+        if (!target)
             continue;
-        Volume volume = describe(fs, context.get());
-        // A later mount on the same folder covers the earlier one.
-        std::erase_if(mounted, [&](const Volume& earlier) { return earlier.mountPoint == volume.mountPoint; });
-        mounted.push_back(volume);
+        const char* type = mnt_fs_get_fstype(fs);
+        if (type && std::strcmp(type, "fuse.gvfsd-fuse") == 0)
+            addGvfsShares(target);
+        else
+            add(describe(fs, context.get()));
+    }
+}
+
+void LibmountVolumeTable::add(const Volume& volume)
+{
+    // A later mount on the same folder covers the earlier one.
+    std::erase_if(mounted, [&](const Volume& earlier) { return earlier.mountPoint == volume.mountPoint; });
+    mounted.push_back(volume);
+}
+
+// The folders are named after what they serve, "smb-share:server=nas,share=media":
+// the share, else the server, else the folder, names the volume.
+void LibmountVolumeTable::addGvfsShares(const char* gvfsFolder)
+{
+    std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir(gvfsFolder), closedir);
+    if (!folder)
+        return;
+    while (const dirent* entry = readdir(folder.get())) {
+        const std::string_view name = entry->d_name;
+        if (name == "." || name == "..")
+            continue;
+        std::string label(name);
+        for (const std::string_view key : {"server=", "share="}) {
+            const std::size_t at = name.find(key);
+            if (at != std::string_view::npos)
+                label = std::string(name.substr(at + key.size(), name.find(',', at) - at - key.size()));
+        }
+        Volume volume;
+        volume.mountPoint = LightweightString<char>((std::string(gvfsFolder) + "/").append(name).c_str());
+        volume.label = LightweightString<char>(label.c_str());
+        volume.bus = eNoBus;
+        add(volume);
     }
 }
 

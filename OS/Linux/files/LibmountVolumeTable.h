@@ -25,12 +25,17 @@ public:
         bool hidden = false; // pseudo and system file systems: never a drive
     };
 
-    // Reads the table now; an unreadable table gives no volumes.
-    LibmountVolumeTable();
+    // Reads the table now, the kernel's or the one in the mountinfo file
+    // given; an unreadable table gives no volumes.
+    explicit LibmountVolumeTable(const char* mountInfo = nullptr);
 
     // In mount order; of mounts stacked on one folder only the topmost.
     const std::vector<Volume>& volumes() const;
 
 private:
+    void add(const Volume& volume);
+    // Each share that GVfs serves under its one FUSE mount is a volume.
+    void addGvfsShares(const char* gvfsFolder);
+
     std::vector<Volume> mounted;
 };
