@@ -84,76 +84,55 @@ namespace
     }
 }
 
-TEST(Thread, EntryRunsWithItsArgumentUnderTheGivenName)
+TEST(Thread, EntryRunsWithItsArgumentUnderTheGivenNameOnAStackOfAtLeastOneMebibyte)
 {
     const Sighting sighting = sightingOf("kv-decoder", 0);
-    EXPECT_NE(sighting.threadID, 0);
     EXPECT_NE(sighting.threadID, gettid());
     EXPECT_EQ(sighting.name, "kv-decoder");
     EXPECT_EQ(sightingOf("abcdefghijklmnopqrstuvwxyz", 0).name, "abcdefghijklmno") << "the system keeps 15";
-}
-
-TEST(Thread, EmptyNameKeepsTheCreatorsName)
-{
-    std::string seen;
-    std::thread creator([&] {
-        pthread_setname_np(pthread_self(), "kv-creator");
-        seen = sightingOf("", 0).name;
-    });
-    creator.join();
-    EXPECT_EQ(seen, "kv-creator");
-}
-
-TEST(Thread, StackIsTheDefaultOrAtLeastOneMebibyte)
-{
+    std::string creatorsName;
     std::size_t defaultSize = 0;
-    std::thread([&] { defaultSize = currentStackSize(); }).join();
-    EXPECT_EQ(sightingOf("kv-default", 0).stackSize, defaultSize);
+    std::thread([&] {
+        pthread_setname_np(pthread_self(), "kv-creator");
+        creatorsName = sightingOf("", 0).name;
+        defaultSize = currentStackSize();
+    }).join();
+    EXPECT_EQ(creatorsName, "kv-creator") << "an empty name keeps the creator's";
+
+    EXPECT_EQ(sighting.stackSize, defaultSize);
     const std::size_t small = sightingOf("kv-small-stack", 4096).stackSize;
     EXPECT_GE(small, kMebibyte);
     EXPECT_LT(small, 2 * kMebibyte);
     EXPECT_GE(sightingOf("kv-large-stack", 3 * kMebibyte).stackSize, 3 * kMebibyte);
 }
 
-TEST(Thread, WaitForCompletionJoinsAndCanBeRepeated)
+TEST(Thread, CompletionIsAJoinWhateverTheTimeAndSoIsTheLastReference)
 {
     std::atomic<bool> finished{false};
     const Kv::Ptr<iThread> thread = startThread(sleepThenFinish, &finished);
     EXPECT_TRUE(thread->waitForCompletion(0)) << "the time given is not used";
     EXPECT_TRUE(finished);
     const Stopwatch watch;
-    EXPECT_TRUE(thread->waitForCompletion(iWaitable::kInfinite));
+    EXPECT_TRUE(thread->waitForCompletion(iWaitable::kInfinite)) << "and may be repeated";
     EXPECT_LT(watch.elapsedMs(), 50);
+
+    finished = false;
+    Kv::Ptr<iThread> dropped = startThread(sleepThenFinish, &finished);
+    dropped = nullptr;
+    EXPECT_TRUE(finished);
+    EXPECT_GE(watch.elapsedMs(), 100) << "the thread was still running when it was dropped";
 }
 
-TEST(Thread, IdsIncreaseInOrderOfCreation)
-{
-    const Kv::Ptr<iThread> first = startThread([](void*) {}, nullptr);
-    const Kv::Ptr<iThread> second = startThread([](void*) {}, nullptr);
-    const Kv::Ptr<iThread> third = startThread([](void*) {}, nullptr);
-    EXPECT_GT(first->getID(), 0u);
-    EXPECT_LT(first->getID(), second->getID());
-    EXPECT_LT(second->getID(), third->getID());
-}
-
-TEST(Thread, EveryPriorityCanBeSetOnALiveThread)
+TEST(Thread, IdsIncreaseInOrderOfCreationAndEveryPriorityCanBeSet)
 {
     std::promise<void> letGo;
     std::shared_future<void> released = letGo.get_future().share();
-    const Kv::Ptr<iThread> thread =
+    const Kv::Ptr<iThread> first =
         startThread([](void* arg) { static_cast<std::shared_future<void>*>(arg)->wait(); }, &released);
+    const Kv::Ptr<iThread> second = startThread([](void*) {}, nullptr);
+    EXPECT_GT(first->getID(), 0u);
+    EXPECT_LT(first->getID(), second->getID());
     for (int priority = iThread::ePriorityIdle; priority <= iThread::ePriorityTimeCritical; ++priority)
-        EXPECT_TRUE(thread->setPriority(iThread::ePriority(priority))) << "priority " << priority;
+        EXPECT_TRUE(first->setPriority(iThread::ePriority(priority))) << "priority " << priority;
     letGo.set_value();
-    EXPECT_TRUE(thread->waitForCompletion(iWaitable::kInfinite));
-}
-
-TEST(Thread, LastReferenceJoinsARunningThread)
-{
-    std::atomic<bool> finished{false};
-    Kv::Ptr<iThread> thread = startThread(sleepThenFinish, &finished);
-    const Stopwatch watch;
-    thread = nullptr;
-    EXPECT_TRUE(finished);
-    EXPECT_GE(watch.elapsedMs(), 100) << "the thread was still running when it was dropped";
 }
