@@ -6,31 +6,17 @@
 #include <clocale>
 #include <cstdio>
 
-TEST(LinuxOS, HandsOutOneSystemWithEveryManager)
+// One system, whose managers live inside it in their construction order.
+TEST(LinuxOS, HandsOutOneSystemWithItsManagersInsideInConstructionOrder)
 {
     iOperatingSystem* system = OS();
-    ASSERT_NE(system, nullptr);
     EXPECT_EQ(OS(), system);
-    EXPECT_NE(dynamic_cast<LinuxOS*>(system), nullptr);
-    EXPECT_NE(system->heap(), nullptr);
-    EXPECT_NE(system->memMgr(), nullptr);
-    EXPECT_NE(system->utils(), nullptr);
-    EXPECT_NE(system->fileMgr(), nullptr);
-    EXPECT_NE(system->threadMgr(), nullptr);
-    EXPECT_NE(system->threadAtomics(), nullptr);
-    EXPECT_NE(system->processMgr(), nullptr);
-    EXPECT_NE(system->windowMgr(), nullptr);
-}
-
-// Members live inside the facade in their construction order.
-TEST(LinuxOS, MembersLieInsideInConstructionOrder)
-{
-    iOperatingSystem* system = OS();
     const auto* begin = reinterpret_cast<const char*>(dynamic_cast<LinuxOS*>(system));
+    ASSERT_NE(begin, nullptr);
     const auto* end = begin + sizeof(LinuxOS);
-    const void* members[] = {system->fileMgr(),      system->memMgr(),     system->heap(),
-                             system->utils(),        system->threadMgr(),  system->threadAtomics(),
-                             system->windowMgr(),    system->systemInfo(), system->processMgr(),
+    const void* members[] = {system->fileMgr(),      system->memMgr(),        system->heap(),
+                             system->utils(),        system->threadMgr(),     system->threadAtomics(),
+                             system->windowMgr(),    system->systemInfo(),    system->processMgr(),
                              system->shell(),        system->mediaServices(), system->imageManager()};
     const char* previous = begin;
     for (const void* member : members) {

@@ -53,25 +53,15 @@ TEST(MemoryManager, WalksInOrderAndLetsAnEntryLeave)
     EXPECT_EQ(calls, (std::vector<std::string>{"a.report", "c.report"}));
     EXPECT_EQ(std::count(printed.begin(), printed.end(), '\n'), 4) << "two blank lines after each entry";
 
-    manager->deRegisterReclaimable(&first);
-    manager->deRegisterReclaimable(&third);
+    // Twice registered is called twice; an unknown entry leaves nothing.
+    manager->registerReclaimable(&first);
+    manager->deRegisterReclaimable(&second);
+    calls.clear();
+    manager->limitUsage();
+    EXPECT_EQ(calls, (std::vector<std::string>{"a.limit", "c.limit", "a.limit"}));
+    for (Recorder* entry : {&first, &third, &first})
+        manager->deRegisterReclaimable(entry);
     calls.clear();
     manager->reclaim();
     EXPECT_TRUE(calls.empty());
-}
-
-TEST(MemoryManager, TwiceRegisteredIsCalledTwiceAndUnknownIsIgnored)
-{
-    std::vector<std::string> calls;
-    Recorder once(calls, "x"), stranger(calls, "y");
-    iMemoryManager* manager = OS()->memMgr();
-    manager->registerReclaimable(&once);
-    manager->registerReclaimable(&once);
-    manager->deRegisterReclaimable(&stranger);
-    manager->limitUsage();
-    EXPECT_EQ(calls.size(), 2u);
-    manager->deRegisterReclaimable(&once);
-    manager->limitUsage();
-    EXPECT_EQ(calls.size(), 3u);
-    manager->deRegisterReclaimable(&once);
 }

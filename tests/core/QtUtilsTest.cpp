@@ -2,80 +2,50 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <glib.h>
 #include <string>
-#include <sys/stat.h>
 #include <sys/utsname.h>
-#include <unistd.h>
 
 namespace
 {
-    class QtUtilsFiles : public testing::Test
+    std::string read(const std::string& path)
     {
-    protected:
-        void SetUp() override
-        {
-            char pattern[] = "/tmp/kvos-qtutils-XXXXXX";
-            folder = mkdtemp(pattern);
-        }
-        void TearDown() override { std::system(("rm -rf " + folder).c_str()); }
-
-        std::string make(const std::string& name, const std::string& text)
-        {
-            const std::string path = folder + "/" + name;
-            std::ofstream(path) << text;
-            return path;
-        }
-
-        static std::string read(const std::string& path)
-        {
-            std::ifstream in(path);
-            return std::string(std::istreambuf_iterator<char>(in), {});
-        }
-
-        static bool exists(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
-
-        std::string folder;
-    };
+        std::ifstream in(path);
+        return std::string(std::istreambuf_iterator<char>(in), {});
+    }
 }
 
-TEST_F(QtUtilsFiles, DeleteAnswersTrueOnlyWhenItFailed)
+TEST(QtUtils, DeleteAnswersTrueOnlyWhenItFailedAndMoveOverwritesOnlyWhenAsked)
 {
-    const std::string path = make("gone.txt", "x");
-    EXPECT_FALSE(QtUtils::deleteFile(path.c_str()));
-    EXPECT_FALSE(exists(path));
-    EXPECT_TRUE(QtUtils::deleteFile(path.c_str()));
+    char pattern[] = "/tmp/kvos-qtutils-XXXXXX";
+    const std::string folder = std::string(mkdtemp(pattern)) + "/";
+    std::ofstream(folder + "from.txt") << "new";
+    std::ofstream(folder + "to.txt") << "old";
+    EXPECT_FALSE(QtUtils::moveFile((folder + "from.txt").c_str(), (folder + "to.txt").c_str(), false));
+    EXPECT_EQ(read(folder + "to.txt"), "old");
+    EXPECT_TRUE(QtUtils::moveFile((folder + "from.txt").c_str(), (folder + "to.txt").c_str(), true));
+    EXPECT_EQ(read(folder + "to.txt"), "new");
+    EXPECT_FALSE(std::filesystem::exists(folder + "from.txt"));
+    EXPECT_TRUE(QtUtils::moveFile((folder + "to.txt").c_str(), (folder + "fresh.txt").c_str(), false));
+    EXPECT_EQ(read(folder + "fresh.txt"), "new");
+    EXPECT_FALSE(QtUtils::moveFile((folder + "missing").c_str(), (folder + "fresh.txt").c_str(), true));
+
+    EXPECT_FALSE(QtUtils::deleteFile((folder + "fresh.txt").c_str()));
+    EXPECT_FALSE(std::filesystem::exists(folder + "fresh.txt"));
+    EXPECT_TRUE(QtUtils::deleteFile((folder + "fresh.txt").c_str()));
+    std::filesystem::remove_all(folder);
 }
 
-TEST_F(QtUtilsFiles, MoveLeavesAnExistingTargetAloneUnlessAskedToOverwrite)
-{
-    const std::string from = make("from.txt", "new");
-    const std::string to = make("to.txt", "old");
-    EXPECT_FALSE(QtUtils::moveFile(from.c_str(), to.c_str(), false));
-    EXPECT_EQ(read(to), "old");
-    EXPECT_TRUE(exists(from));
-    EXPECT_TRUE(QtUtils::moveFile(from.c_str(), to.c_str(), true));
-    EXPECT_EQ(read(to), "new");
-    EXPECT_FALSE(exists(from));
-    const std::string fresh = folder + "/fresh.txt";
-    EXPECT_TRUE(QtUtils::moveFile(to.c_str(), fresh.c_str(), false));
-    EXPECT_EQ(read(fresh), "new");
-    EXPECT_FALSE(QtUtils::moveFile((folder + "/missing").c_str(), to.c_str(), true));
-}
-
-TEST(QtUtils, PresentationStyleIsOnOrOff)
+TEST(QtUtils, PresentationStyleIsOnOrOffAndTheVersionNamesTheKernelRelease)
 {
     EXPECT_EQ(QtUtils::getPresentationStyle(), 0);
     QtUtils::setPresentationStyle(QtUtils::ePresentationFullScreen);
     EXPECT_EQ(QtUtils::getPresentationStyle(), 1);
     QtUtils::setPresentationStyle(QtUtils::ePresentationOff);
     EXPECT_EQ(QtUtils::getPresentationStyle(), 0);
-}
 
-TEST(QtUtils, VersionNamesTheKernelRelease)
-{
     char version[256] = {};
     QtUtils::getOSVersion(version);
     utsname system;

@@ -42,21 +42,12 @@ TEST_F(CriticalSection, OwnerRelocksAndNeedsAsManyUnlocks)
 
 TEST_F(CriticalSection, TryOnSectionHeldElsewhereFailsSilently)
 {
-    std::promise<void> held;
-    std::promise<void> letGo;
-    std::thread holder([&] {
-        section->lock();
-        held.set_value();
-        letGo.get_future().wait();
-        section->unlock();
-    });
-    held.get_future().wait();
-    bool taken = true;
-    const std::string output = capturedStdout([&] { taken = section->lockIfNotLocked(); });
-    EXPECT_FALSE(taken);
-    EXPECT_EQ(output, "");
-    letGo.set_value();
-    holder.join();
+    {
+        const HeldElsewhere holder([&] { section->lock(); }, [&] { section->unlock(); });
+        bool taken = true;
+        EXPECT_EQ(capturedStdout([&] { taken = section->lockIfNotLocked(); }), "");
+        EXPECT_FALSE(taken);
+    }
     EXPECT_TRUE(freeForOthers());
 }
 

@@ -18,7 +18,7 @@ namespace
     }
 }
 
-TEST(Semaphore, PollTakesFromTheCountAndReleaseAddsWithoutLimit)
+TEST(Semaphore, WaitsTakeFromTheCountReleasesAddWithoutLimitAndGettingNothingFails)
 {
     const Kv::Ptr<iSemaphore> semaphore = newSemaphore(1);
     EXPECT_EQ(semaphore->wait(0), WaitSignalled);
@@ -26,16 +26,10 @@ TEST(Semaphore, PollTakesFromTheCountAndReleaseAddsWithoutLimit)
     semaphore->release();
     semaphore->release();
     EXPECT_EQ(semaphore->wait(0), WaitSignalled);
-    EXPECT_EQ(semaphore->wait(0), WaitSignalled);
-    EXPECT_EQ(semaphore->wait(0), WaitFailed);
-}
-
-TEST(Semaphore, FiniteWaitThatGetsNothingFailsAtItsDeadline)
-{
-    const Kv::Ptr<iSemaphore> semaphore = newSemaphore(0);
+    EXPECT_EQ(semaphore->wait(100), WaitSignalled);
     const Stopwatch watch;
     EXPECT_EQ(semaphore->wait(100), WaitFailed);
-    EXPECT_GE(watch.elapsedMs(), 90);
+    EXPECT_GE(watch.elapsedMs(), 90) << "at its deadline";
     EXPECT_LT(watch.elapsedMs(), 1000);
 }
 
@@ -46,8 +40,7 @@ TEST(Semaphore, ReleaseWakesAWaitingThread)
         std::async(std::launch::async, [&] { return semaphore->wait(iWaitable::kInfinite); });
     std::future<eWaitResult> finite = std::async(std::launch::async, [&] { return semaphore->wait(5000); });
     settle();
-    EXPECT_EQ(infinite.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
-    EXPECT_EQ(finite.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
+    EXPECT_FALSE(isFinished(infinite) || isFinished(finite));
     semaphore->release();
     semaphore->release();
     EXPECT_EQ(infinite.get(), WaitSignalled);

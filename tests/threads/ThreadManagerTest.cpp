@@ -7,7 +7,9 @@
 #include <atomic>
 #include <ctime>
 #include <future>
+#include <thread>
 #include <unistd.h>
+#include <utility>
 
 using namespace ThreadTestSupport;
 
@@ -29,7 +31,7 @@ namespace
     long long nanoseconds(const timespec& time) { return time.tv_sec * 1000000000LL + time.tv_nsec; }
 }
 
-TEST(ThreadManager, NamedEventIsSharedWithItsFirstFlags)
+TEST(ThreadManager, NamedEventIsSharedWithItsFirstFlagsAndUnnamedOnesAreDistinct)
 {
     const Kv::Ptr<iThreadEvent> first = threadMgr()->createEvent(false, true, "kv.shared-event");
     const Kv::Ptr<iThreadEvent> again = threadMgr()->createEvent(true, false, "kv.shared-event");
@@ -40,16 +42,10 @@ TEST(ThreadManager, NamedEventIsSharedWithItsFirstFlags)
     EXPECT_EQ(again->wait(0), WaitSignalled) << "still signalled";
     EXPECT_EQ(again->wait(0), WaitTimedOut) << "still auto-reset";
     EXPECT_EQ(threadMgr()->createEvent(false, false, "").get(), threadMgr()->createEvent(true, true, "").get());
-}
 
-TEST(ThreadManager, UnnamedEventsAreDistinct)
-{
-    const Kv::Ptr<iThreadEvent> first = threadMgr()->createEvent(false, false, nullptr);
-    const Kv::Ptr<iThreadEvent> second = threadMgr()->createEvent(false, false, nullptr);
-    EXPECT_NE(first.get(), second.get());
-    first->set();
-    EXPECT_EQ(second->wait(0), WaitTimedOut);
-    EXPECT_EQ(first->wait(0), WaitSignalled);
+    const Kv::Ptr<iThreadEvent> unnamed = threadMgr()->createEvent(false, true, nullptr);
+    EXPECT_NE(threadMgr()->createEvent(false, true, nullptr).get(), unnamed.get());
+    EXPECT_EQ(unnamed->wait(0), WaitSignalled);
 }
 
 TEST(ThreadManager, ObjectTableBelongsToItsThread)
@@ -84,25 +80,18 @@ TEST(ThreadManager, ObjectTableBelongsToItsThread)
     EXPECT_FALSE(threadMgr()->getObject("kv.never-set"));
 }
 
-TEST(ThreadManager, NamedMutexesDoNotExist)
+TEST(ThreadManager, ProtectedExecuteCallsFnAndReturnsZeroAndNamedMutexesDoNotExist)
 {
+    int calls = 0;
+    const auto fn = [](void* arg) {
+        ++*static_cast<int*>(arg);
+        return iThread::eExecFailed;
+    };
+    EXPECT_EQ(threadMgr()->protectedExecute(fn, &calls, [](const iThread::Exception&) { ADD_FAILURE(); }), 0)
+        << "the result of fn is ignored";
+    EXPECT_EQ(calls, 1);
     EXPECT_FALSE(threadMgr()->openMutex("kv.mutex"));
     EXPECT_FALSE(threadMgr()->openMutex(nullptr));
-}
-
-TEST(ThreadManager, ProtectedExecuteCallsFnAndReturnsZero)
-{
-    static std::atomic<int> handled{0};
-    int calls = 0;
-    const int result = threadMgr()->protectedExecute(
-        [](void* arg) {
-            ++*static_cast<int*>(arg);
-            return iThread::eExecFailed;
-        },
-        &calls, [](const iThread::Exception&) { ++handled; });
-    EXPECT_EQ(result, 0) << "the result of fn is ignored";
-    EXPECT_EQ(calls, 1);
-    EXPECT_EQ(handled, 0);
 }
 
 TEST(ThreadManager, SleepLastsAsLongAsAsked)
@@ -116,9 +105,7 @@ TEST(ThreadManager, SleepLastsAsLongAsAsked)
 TEST(ThreadManager, AbsoluteDeadlineIsNormalisedAndMsFromNow)
 {
     for (unsigned ms = 0; ms < 2000; ++ms) {
-        timespec before;
-        timespec deadline;
-        timespec after;
+        timespec before, deadline, after;
         clock_gettime(CLOCK_REALTIME, &before);
         ThreadManager::MsecToTimespecAbs(deadline, ms);
         clock_gettime(CLOCK_REALTIME, &after);
@@ -134,19 +121,8 @@ TEST(ThreadManager, CurrentThreadIdIsTheKernelId)
 {
     EXPECT_EQ(threadMgr()->getCurrentThreadID(), unsigned(gettid()));
 
-    struct Seen
-    {
-        unsigned reported = 0;
-        pid_t kernel = 0;
-    } seen;
-    iThread::InitArgs args;
-    args.entry = [](void* arg) {
-        auto* seen = static_cast<Seen*>(arg);
-        seen->reported = threadMgr()->getCurrentThreadID();
-        seen->kernel = gettid();
-    };
-    args.arg = &seen;
-    threadMgr()->createThread(args)->waitForCompletion(iWaitable::kInfinite);
-    EXPECT_EQ(seen.reported, unsigned(seen.kernel));
-    EXPECT_NE(seen.reported, threadMgr()->getCurrentThreadID());
+    std::pair<unsigned, pid_t> seen;
+    std::thread([&] { seen = {threadMgr()->getCurrentThreadID(), gettid()}; }).join();
+    EXPECT_EQ(seen.first, unsigned(seen.second));
+    EXPECT_NE(seen.first, threadMgr()->getCurrentThreadID());
 }

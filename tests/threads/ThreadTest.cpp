@@ -85,60 +85,48 @@ namespace
     }
 }
 
-TEST(Thread, EntryRunsWithItsArgumentUnderTheGivenName)
+TEST(Thread, EntryRunsWithItsArgumentUnderTheGivenNameOnAStackOfAtLeastOneMebibyte)
 {
     const Sighting sighting = sightingOf("kv-decoder", 0);
-    EXPECT_NE(sighting.threadID, 0);
     EXPECT_NE(sighting.threadID, gettid());
     EXPECT_EQ(sighting.name, "kv-decoder");
     EXPECT_EQ(sightingOf("abcdefghijklmnopqrstuvwxyz", 0).name, "abcdefghijklmno") << "the system keeps 15";
-}
-
-TEST(Thread, EmptyNameKeepsTheCreatorsName)
-{
-    std::string seen;
-    std::thread creator([&] {
-        pthread_setname_np(pthread_self(), "kv-creator");
-        seen = sightingOf("", 0).name;
-    });
-    creator.join();
-    EXPECT_EQ(seen, "kv-creator");
-}
-
-TEST(Thread, StackIsTheDefaultOrAtLeastOneMebibyte)
-{
+    std::string creatorsName;
     std::size_t defaultSize = 0;
-    std::thread([&] { defaultSize = currentStackSize(); }).join();
-    EXPECT_EQ(sightingOf("kv-default", 0).stackSize, defaultSize);
+    std::thread([&] {
+        pthread_setname_np(pthread_self(), "kv-creator");
+        creatorsName = sightingOf("", 0).name;
+        defaultSize = currentStackSize();
+    }).join();
+    EXPECT_EQ(creatorsName, "kv-creator") << "an empty name keeps the creator's";
+
+    EXPECT_EQ(sighting.stackSize, defaultSize);
     const std::size_t small = sightingOf("kv-small-stack", 4096).stackSize;
     EXPECT_GE(small, kMebibyte);
     EXPECT_LT(small, 2 * kMebibyte);
     EXPECT_GE(sightingOf("kv-large-stack", 3 * kMebibyte).stackSize, 3 * kMebibyte);
 }
 
-TEST(Thread, WaitForCompletionJoinsAndCanBeRepeated)
+TEST(Thread, CompletionIsAJoinWhateverTheTimeAndSoIsTheLastReference)
 {
     std::atomic<bool> finished{false};
     const Kv::Ptr<iThread> thread = startThread(sleepThenFinish, &finished);
     EXPECT_TRUE(thread->waitForCompletion(0)) << "the time given is not used";
     EXPECT_TRUE(finished);
     const Stopwatch watch;
-    EXPECT_TRUE(thread->waitForCompletion(iWaitable::kInfinite));
+    EXPECT_TRUE(thread->waitForCompletion(iWaitable::kInfinite)) << "and may be repeated";
     EXPECT_LT(watch.elapsedMs(), 50);
+
+    finished = false;
+    Kv::Ptr<iThread> dropped = startThread(sleepThenFinish, &finished);
+    dropped = nullptr;
+    EXPECT_TRUE(finished);
+    EXPECT_GE(watch.elapsedMs(), 100) << "the thread was still running when it was dropped";
 }
 
-TEST(Thread, IdsIncreaseInOrderOfCreation)
-{
-    const Kv::Ptr<iThread> first = startThread([](void*) {}, nullptr);
-    const Kv::Ptr<iThread> second = startThread([](void*) {}, nullptr);
-    const Kv::Ptr<iThread> third = startThread([](void*) {}, nullptr);
-    EXPECT_GT(first->getID(), 0u);
-    EXPECT_LT(first->getID(), second->getID());
-    EXPECT_LT(second->getID(), third->getID());
-}
-
-// The priority is the thread's nice value, read back from the kernel.
-TEST(Thread, PrioritiesSetTheThreadsNiceValue)
+// Ids increase in order of creation; the priority is the thread's nice
+// value, read back from the kernel.
+TEST(Thread, IdsIncreaseAndPrioritiesSetTheThreadsNiceValue)
 {
     struct Shared
     {
@@ -153,6 +141,9 @@ TEST(Thread, PrioritiesSetTheThreadsNiceValue)
             shared->released.wait();
         },
         &shared);
+    const Kv::Ptr<iThread> second = startThread([](void*) {}, nullptr);
+    EXPECT_GT(thread->getID(), 0u);
+    EXPECT_LT(thread->getID(), second->getID());
     while (shared.systemId == 0)
         std::this_thread::yield();
     const int expectedNice[] = {19, 10, 0, -5, -10, -20};
@@ -165,15 +156,4 @@ TEST(Thread, PrioritiesSetTheThreadsNiceValue)
     EXPECT_FALSE(thread->setPriority(iThread::ePriority(6)));
     EXPECT_EQ(thread->getPriority(), 2) << "the answer is fixed";
     shared.letGo.set_value();
-    EXPECT_TRUE(thread->waitForCompletion(iWaitable::kInfinite));
-}
-
-TEST(Thread, LastReferenceJoinsARunningThread)
-{
-    std::atomic<bool> finished{false};
-    Kv::Ptr<iThread> thread = startThread(sleepThenFinish, &finished);
-    const Stopwatch watch;
-    thread = nullptr;
-    EXPECT_TRUE(finished);
-    EXPECT_GE(watch.elapsedMs(), 100) << "the thread was still running when it was dropped";
 }

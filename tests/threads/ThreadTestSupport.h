@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <cstdio>
+#include <functional>
 #include <future>
 #include <string>
 #include <thread>
@@ -49,6 +50,32 @@ namespace ThreadTestSupport
     {
         return result.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
     }
+
+    // Takes a lock on a thread of its own and holds it until the end of the scope.
+    class HeldElsewhere
+    {
+    public:
+        HeldElsewhere(const std::function<void()>& take, const std::function<void()>& give)
+            : thread([this, take, give] {
+                  take();
+                  held.set_value();
+                  letGo.get_future().wait();
+                  give();
+              })
+        {
+            held.get_future().wait();
+        }
+        ~HeldElsewhere()
+        {
+            letGo.set_value();
+            thread.join();
+        }
+
+    private:
+        std::promise<void> held;
+        std::promise<void> letGo;
+        std::thread thread;
+    };
 
     // Everything written to standard output while body runs, from any thread.
     template <class Body>
