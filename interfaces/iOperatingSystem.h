@@ -10,6 +10,7 @@ class iThreadManager;
 class iThreadAtomics;
 class iProcessManager;
 class iSystemInfo;
+class iHardwareManager;
 class iWindowManager;
 class iImageManager;
 class iShell;
@@ -32,6 +33,7 @@ public:
     virtual iProcessManager* processMgr() = 0;
     virtual iWindowManager* windowMgr() = 0;
     virtual iSystemInfo* systemInfo() = 0;
+    virtual iHardwareManager* hardwareMgr() = 0;
     virtual iMediaServices* mediaServices() = 0;
     virtual iImageManager* imageManager() = 0;
     virtual iShell* shell() = 0;

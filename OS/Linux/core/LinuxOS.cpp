@@ -31,6 +31,8 @@ iWindowManager* LinuxOS::windowMgr() { return &windowManager_; }
 
 iSystemInfo* LinuxOS::systemInfo() { return &systemInfo_; }
 
+iHardwareManager* LinuxOS::hardwareMgr() { return &hardwareManager_; }
+
 iMediaServices* LinuxOS::mediaServices() { return &mediaServices_; }
 
 iImageManager* LinuxOS::imageManager() { return &imageManager_; }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "../devices/HardwareManager.h"
 #include "../files/FileManager.h"
 #include "../graphics/ImageManager.h"
 #include "../gpu/MediaServices.h"
@@ -34,6 +35,7 @@ public:
     iProcessManager* processMgr() override;
     iWindowManager* windowMgr() override;
     iSystemInfo* systemInfo() override;
+    iHardwareManager* hardwareMgr() override;
     iMediaServices* mediaServices() override;
     iImageManager* imageManager() override;
     iShell* shell() override;
@@ -54,6 +56,7 @@ private:
     Shell shell_;
     MediaServices mediaServices_;
     ImageManager imageManager_;
+    HardwareManager hardwareManager_;
     // Last: its constructor hands OpenSSL the heap above.
     Cryptography cryptography_;
 };
