@@ -1,5 +1,6 @@
 #include "OS.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
@@ -96,6 +97,11 @@ TEST(Shell, IconsComeFromTheThemeByContentType)
     std::remove(file.c_str());
     ASSERT_TRUE(icon);
     EXPECT_EQ(icon->getSize(), XY<int>(128, 128));
+    const Kv::Ptr<iPixelGuard> pixels = icon->lock();
+    const unsigned char* bytes = pixels->getPixels();
+    const std::size_t size = std::size_t(pixels->getStride()) * 128;
+    EXPECT_TRUE(icon->isAlphaPreMultiplied());
+    EXPECT_NE(std::count(bytes, bytes + size, 0), std::ptrdiff_t(size)) << "the picture is drawn";
 }
 
 // The document goes to the program as its one argument, spaces and all.

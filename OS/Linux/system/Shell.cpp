@@ -176,6 +176,8 @@ namespace
             return {};
         }
         Kv::Ptr<CairoImage> image = CairoImage::create(XY<int>(kIconSize, kIconSize));
+        // Cairo draws premultiplied colour, and so into the image's own pixels.
+        image->setAlphaIsPreMultiplied(true);
         cairo_surface_t* target = CairoImage::makeSurface(Kv::Ptr<iImageBase>(image));
         cairo_t* context = cairo_create(target);
         cairo_scale(context, double(kIconSize) / cairo_image_surface_get_width(picture),
