@@ -3,7 +3,6 @@
 #include "Settings.h"
 
 #include <cstdio>
-#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <glib.h>
@@ -32,18 +31,12 @@ namespace
     std::string appDescription() { return ScratchFolder::narrow(OS()->fileMgr()->getAppDescription()); }
 
     // What the probe prints, run with env's arguments before its own.
-    std::string runProbe(const std::string& environment, const std::string& value)
+    std::string runProbe(const std::string& environment, const std::string& value, const std::string& output)
     {
-        const std::string command = "env " + environment + " KVOS_SETTINGS_PROBE=" + value + " '" +
-                                    std::filesystem::read_symlink("/proc/self/exe").string() + "'";
-        FILE* probe = popen(command.c_str(), "r");
-        std::string output;
-        char buffer[256];
-        while (probe && std::fgets(buffer, sizeof buffer, probe))
-            output += buffer;
-        if (probe)
-            pclose(probe);
-        return output;
+        std::system(("env " + environment + " KVOS_SETTINGS_PROBE=" + value + " '" +
+                     std::filesystem::read_symlink("/proc/self/exe").string() + "' > " + output)
+                        .c_str());
+        return ScratchFolder::read(output);
     }
 
     std::set<std::string> entries(const std::string& folder)
@@ -74,14 +67,7 @@ namespace
         }
 
         // Takes every byte left with one file called "filler".
-        void fill() const
-        {
-            const int filler = open((path + "/filler").c_str(), O_CREAT | O_WRONLY | O_CLOEXEC, 0600);
-            const std::string page(4096, 'f');
-            while (::write(filler, page.data(), page.size()) > 0) {
-            }
-            close(filler);
-        }
+        void fill() const { std::system(("cat /dev/zero > " + path + "/filler 2>/dev/null").c_str()); }
 
         std::string path;
         bool mounted = false;
@@ -233,8 +219,8 @@ TEST_F(SettingsFirstRun, MakesTheConfigFolderWithItsParentsAndReadsTheValueBack)
     for (const auto& [environment, configFolder] : cases) {
         SCOPED_TRACE(environment);
         const std::string store = configFolder + appDescription() + "/UserSettings.txt";
-        EXPECT_EQ(runProbe(environment, "first"), store + "\nnone\n");
-        EXPECT_EQ(runProbe(environment, "second"), store + "\nfirst\n");
+        EXPECT_EQ(runProbe(environment, "first", folder + "output"), store + "\nnone\n");
+        EXPECT_EQ(runProbe(environment, "second", folder + "output"), store + "\nfirst\n");
         EXPECT_EQ(read(store), "[]\nkey=second\n\n");
         struct stat status = {};
         EXPECT_EQ(stat((configFolder + appDescription()).c_str(), &status), 0);
