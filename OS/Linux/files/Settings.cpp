@@ -2,13 +2,16 @@
 
 #include "CriticalSectionLock.h"
 #include "iFileManager.h"
-#include "iShell.h"
 #include "iThreadManager.h"
 #include "iUtils.h"
 
 #include <cctype>
 #include <cstdio>
 #include <cstring>
+#include <fcntl.h>
+#include <glib.h>
+#include <string>
+#include <unistd.h>
 
 namespace
 {
@@ -124,22 +127,41 @@ void Settings::restore()
     std::fclose(file);
 }
 
+// Made with its parents on every call, so that a first run, or a config
+// folder removed while running, still saves; private to the user, as the XDG
+// rules ask of a folder they make.
 LightweightString<wchar_t> Settings::getPath(eType type)
 {
-    LightweightString<wchar_t> folder = OS()->shell()->getFolderLocation(iShell::eSettingsBase) +
-                                        OS()->fileMgr()->getAppDescription() + L"/Preferences";
-    // One level only: the application's folder has to be there already.
-    OS()->fileMgr()->createDirectory(folder);
+    const LightweightString<wchar_t> folder =
+        OS()->utils()->fromUTF8(g_get_user_config_dir(), -1) + L"/" + OS()->fileMgr()->getAppDescription();
+    g_mkdir_with_parents(OS()->utils()->toUTF8(folder).c_str(), 0700);
     return folder + (type == eUserSettings ? L"/UserSettings.txt" : L"/GlobalSettings.txt");
 }
 
-// In place, with no temporary file: a file that cannot be opened loses the
-// change silently.
+// Written whole to a temporary file beside the store, flushed to the disk and
+// only then renamed over it: a full disk or a crash mid-save leaves the
+// previous file as it was. A save that fails loses the change silently.
 void Settings::save(const LightweightString<wchar_t>& path)
 {
-    FILE* file = openPath(path, L"w");
-    if (!file)
+    const std::string target = OS()->utils()->toUTF8(path).c_str();
+    std::string temporary = target + ".XXXXXX";
+    const int descriptor = mkostemp(temporary.data(), O_CLOEXEC);
+    if (descriptor < 0)
         return;
+    FILE* file = fdopen(descriptor, "w");
+    if (!file) {
+        close(descriptor);
+        unlink(temporary.c_str());
+        return;
+    }
+    write(file);
+    const bool written = std::fflush(file) == 0 && !std::ferror(file) && fsync(descriptor) == 0;
+    if (std::fclose(file) != 0 || !written || std::rename(temporary.c_str(), target.c_str()) != 0)
+        unlink(temporary.c_str());
+}
+
+void Settings::write(FILE* file) const
+{
     for (const auto& [section, values] : sections) {
         if (values.empty())
             continue;
@@ -152,7 +174,6 @@ void Settings::save(const LightweightString<wchar_t>& path)
         }
         std::fputc('\n', file);
     }
-    std::fclose(file);
 }
 
 // Not a white-space trim: a space is printable and stays, while line ends,

@@ -5,11 +5,13 @@
 #include "iCriticalSection.h"
 #include "iSettings.h"
 
+#include <cstdio>
 #include <map>
 
-// One settings store: "<home>/<application>/Preferences/UserSettings.txt" or
-// "GlobalSettings.txt", held as sorted maps. The file is read once, when the
-// store is made, and written only by persist(), in place.
+// One settings store: "<config>/<application>/UserSettings.txt" or
+// "GlobalSettings.txt", <config> being $XDG_CONFIG_HOME or ~/.config, held as
+// sorted maps. The file is read once, when the store is made, and written only
+// by persist(), which replaces it whole or not at all.
 //
 // lock guards the maps for getValue, removeValue and the internal setValue;
 // listing, saving and the dirty flag are the caller's to order.
@@ -37,6 +39,8 @@ private:
     // Whether anything changed; dirty is the caller's.
     bool setValue(const LightweightString<char>& name, const LightweightString<char>& value,
                   const LightweightString<char>& section);
+    // The file's bytes: the sections in order, each value on a line.
+    void write(FILE* file) const;
     // The global store's values without a section live in "Configuration".
     LightweightString<char> resolve(const char* section) const;
 
