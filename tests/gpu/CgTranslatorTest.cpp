@@ -1,4 +1,6 @@
 #include "CgTranslator.h"
+#include "OpenGLRequired.h"
+#include "SurfacelessGL.h"
 
 // glslang's C interface: its C++ classes have no RTTI for a sanitiser build.
 #include <glslang/Include/glslang_c_interface.h>
@@ -6,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <memory>
 
 namespace {
@@ -58,6 +61,46 @@ protected:
     }
 };
 
+using Float4 = SurfacelessGL::Float4;
+
+// Pixel shaders translated, linked with the fixed-function vertex stage and
+// drawn on a small quad; the pixels read back are the CPU's values.
+class CgTranslatorDrawTest : public CgTranslatorTest
+{
+protected:
+    void SetUp() override
+    {
+        gl_ = std::make_unique<SurfacelessGL>(4, 4);
+        REQUIRE_OPENGL(gl_->available(), gl_->unavailableReason());
+    }
+
+    void use(const std::string& source, unsigned version = 130)
+    {
+        const std::string glsl = translated(source, CgTranslator::eStage::pixel, {}, version);
+        std::string log;
+        ASSERT_TRUE(gl_->useFragmentShader(glsl, log)) << log << glsl;
+    }
+
+    // Within one step of an 8-bit channel, with room for the driver's rounding.
+    ::testing::AssertionResult everyPixelIs(const Float4& expected)
+    {
+        for (int y = 0; y < gl_->height(); ++y) {
+            for (int x = 0; x < gl_->width(); ++x) {
+                const Float4 drawn = gl_->pixel(x, y);
+                for (std::size_t channel = 0; channel < 4; ++channel) {
+                    if (std::fabs(drawn[channel] - expected[channel]) > 1.0f / 255.0f + 1e-4f)
+                        return ::testing::AssertionFailure() << "pixel (" << x << ", " << y << ") channel " << channel
+                                                             << " is " << drawn[channel] << ", expected "
+                                                             << expected[channel];
+                }
+            }
+        }
+        return ::testing::AssertionSuccess();
+    }
+
+    std::unique_ptr<SurfacelessGL> gl_;
+};
+
 } // namespace
 
 TEST_F(CgTranslatorTest, WritesToUniformsChangeAPrivateCopy)
@@ -76,63 +119,45 @@ float4 main(uniform float gain) : COLOR
     EXPECT_EQ(glsl.find("tint.xyz *="), std::string::npos) << glsl;
 }
 
-TEST_F(CgTranslatorTest, VertexProgramFeedsTheFixedFunctionFragmentStage)
-{
-    const std::string glsl = translated(R"(
-float4x4 modelViewProjection;
-void main(float4 position : POSITION, float4 uv : TEXCOORD0,
-          out float4 clip : POSITION, out float2 coordinate : TEXCOORD0)
-{
-    clip = mul(modelViewProjection, position);
-    coordinate = uv.xy;
-}
-)",
-                                        CgTranslator::eStage::vertex);
-    EXPECT_TRUE(contains(glsl, "gl_Vertex"));
-    EXPECT_TRUE(contains(glsl, "gl_MultiTexCoord0"));
-    EXPECT_TRUE(contains(glsl, "gl_Position = "));
-    EXPECT_TRUE(contains(glsl, "gl_TexCoord[0] = vec4("));
-    EXPECT_TRUE(contains(glsl, "uniform mat4 modelViewProjection;"));
-}
-
 TEST_F(CgTranslatorTest, ErrorsAreListedWithTheLineTheAuthorWrote)
-{
-    const struct
-    {
-        const char* source;
-        const char* entry;
-        const char* expected;
-    } cases[] = {
-        {"float4 main() : COLOR\n{\n    float4 colour = 1;\n    return colour +;\n}\n", "main", "bad.fx(4) : error: "},
-        {"// a comment\nfixed4 main(float2 uv : TEXCOORD0) : COLOR\n{\n\n    return shine(uv);\n}\n", "main",
-         "bad.fx(5) : error: 'shine'"},
-        // Uniform parameters moved out of the entry leave its lines where they were.
-        {"float4 main(float2 uv : TEXCOORD0,\n uniform float gain,\n uniform float4 tint) : COLOR\n{\n  return undefinedName;\n}\n",
-         "main", "bad.fx(5) : error: "},
-        {"float4 other() : COLOR { return 1; }\n", "main", "bad.fx(1) : error: entry function 'main' not found"},
-        {"float4 main(float4 tangent : BINORMAL) : COLOR { return tangent; }\n", "main",
-         "bad.fx(1) : error: unsupported input semantic 'BINORMAL'"},
-    };
-    for (const auto& bad : cases)
-        EXPECT_TRUE(contains(listing(bad.source, bad.entry), bad.expected));
-}
-
-TEST_F(CgTranslatorTest, GarbageIsAnErrorNotACrash)
 {
     std::string garbage;
     for (int index = 0; index < 20000; ++index)
         garbage += static_cast<char>("{}()[];:<>=,.x0\"/*\n"[index * 7 % 19]);
-    EXPECT_TRUE(contains(listing(garbage), "bad.fx("));
-}
-
-TEST_F(CgTranslatorTest, Glsl120RefusesWhatItCannotExpress)
-{
-    // The GLSL's lines mean nothing to the author: the entry's line stands for them.
-    EXPECT_TRUE(contains(listing("// integer remainder\nfloat4 main(float2 uv : TEXCOORD0) : COLOR { return int(uv.x * 8) % 3; }\n",
-                                 "main", 120),
-                         "bad.fx(2) : error: not expressible in GLSL 1.20: '%'"));
-    EXPECT_TRUE(contains(listing("float4 main() : COLOR { return 1; }\n", "main", 140),
-                         "bad.fx(1) : error: GLSL 140 is not a translation target (120 or 130)"));
+    const std::string assembly = "float4 old() : COLOR\n{\n    asm { MOV result.color, 1; }\n    return 1;\n}\n"
+                                 "float4 main() : COLOR { return 0.5; }\n"
+                                 "float4 viaOld() : COLOR { return old(); }\n";
+    const struct
+    {
+        std::string source;
+        const char* entry;
+        unsigned version;
+        const char* expected;
+    } cases[] = {
+        {"float4 main() : COLOR\n{\n    float4 colour = 1;\n    return colour +;\n}\n", "main", 130,
+         "bad.fx(4) : error: "},
+        {"// a comment\nfixed4 main(float2 uv : TEXCOORD0) : COLOR\n{\n\n    return shine(uv);\n}\n", "main", 130,
+         "bad.fx(5) : error: 'shine'"},
+        // Uniform parameters moved out of the entry leave its lines where they were.
+        {"float4 main(float2 uv : TEXCOORD0,\n uniform float gain,\n uniform float4 tint) : COLOR\n{\n  return undefinedName;\n}\n",
+         "main", 130, "bad.fx(5) : error: "},
+        {"float4 other() : COLOR { return 1; }\n", "main", 130, "bad.fx(1) : error: entry function 'main' not found"},
+        {"float4 main(float4 tangent : BINORMAL) : COLOR { return tangent; }\n", "main", 130,
+         "bad.fx(1) : error: unsupported input semantic 'BINORMAL'"},
+        {garbage, "main", 130, "bad.fx("},
+        {"float4 main() : COLOR { return " + std::string(100000, '(') + "1" + std::string(100000, ')') + "; }\n", "main",
+         130, "nested too deeply"},
+        // The GLSL's lines mean nothing to the author: the entry's line stands for them.
+        {"// integer remainder\nfloat4 main(float2 uv : TEXCOORD0) : COLOR { return int(uv.x * 8) % 3; }\n", "main", 120,
+         "bad.fx(2) : error: not expressible in GLSL 1.20: '%'"},
+        {"float4 main() : COLOR { return 1; }\n", "main", 140,
+         "bad.fx(1) : error: GLSL 140 is not a translation target (120 or 130)"},
+        // Assembly is an error only where the entry reaches it.
+        {assembly, "viaOld", 130, "bad.fx(3) : error: assembly blocks are not supported"},
+    };
+    for (const auto& bad : cases)
+        EXPECT_TRUE(contains(listing(bad.source, bad.entry, bad.version), bad.expected));
+    EXPECT_TRUE(CgTranslator::translate("test.fx", assembly, "main", CgTranslator::eStage::pixel, {}).succeeded);
 }
 
 TEST_F(CgTranslatorTest, NamesThatHlslReservesAreCgNamesEverywhere)
@@ -151,22 +176,6 @@ TEST_F(CgTranslatorTest, NamesThatHlslReservesAreCgNamesEverywhere)
                    "    float4 copy = f_" + n + "(s." + n + ");\n"
                    "    return copy + " + n + "_fn(s);\n}\n");
     }
-}
-
-TEST_F(CgTranslatorTest, AssemblyIsAnErrorOnlyWhereTheEntryReachesIt)
-{
-    const std::string source = "float4 old() : COLOR\n{\n    asm { MOV result.color, 1; }\n    return 1;\n}\n"
-                               "float4 main() : COLOR { return 0.5; }\n"
-                               "float4 viaOld() : COLOR { return old(); }\n";
-    EXPECT_TRUE(CgTranslator::translate("test.fx", source, "main", CgTranslator::eStage::pixel, {}).succeeded);
-    EXPECT_TRUE(contains(listing(source, "viaOld"), "bad.fx(3) : error: assembly blocks are not supported"));
-}
-
-TEST_F(CgTranslatorTest, DeepNestingIsAnErrorNotAStackOverflow)
-{
-    const std::string deep = "float4 main() : COLOR { return " + std::string(100000, '(') + "1" +
-                             std::string(100000, ')') + "; }\n";
-    EXPECT_TRUE(contains(listing(deep), "nested too deeply"));
 }
 
 TEST_F(CgTranslatorTest, StatementsAndDeclarationsOfCgTranslate)
@@ -192,4 +201,67 @@ PixelOut main(float2 uv : texcoord0, float4 c : color, uniform float gain, unifo
 }
 float4 twice(float4 x) { return x * 2; }
 )");
+}
+
+TEST_F(CgTranslatorDrawTest, EachTexcoordReadsTheLeadingComponentsOfItsOwnUnit)
+{
+    // Every unit carries a different coordinate, so a shader reading the wrong
+    // unit draws the wrong colour.
+    SurfacelessGL::Corner corner;
+    for (std::size_t unit = 0; unit < 8; ++unit) {
+        const float step = static_cast<float>(unit) / 8.0f;
+        corner.texCoords[unit] = {step, 1.0f - step, 0.5f * step + 0.125f, 0.0625f + step};
+    }
+    const char* const types[] = {"float4", "float3", "float2", "float"};
+    const char* const padding[] = {"", ", 1", ", 0, 1", ", 0, 0, 1"};
+    for (std::size_t unit = 0; unit < 8; ++unit) {
+        const std::size_t narrowing = unit % 4;
+        SCOPED_TRACE(std::string(types[narrowing]) + " : TEXCOORD" + std::to_string(unit));
+        ASSERT_NO_FATAL_FAILURE(use("float4 main(" + std::string(types[narrowing]) + " t : TEXCOORD" +
+                                    std::to_string(unit) + ") : COLOR { return float4(t" + padding[narrowing] + "); }\n"));
+        gl_->drawQuad(corner);
+        Float4 expected = corner.texCoords[unit];
+        for (std::size_t channel = 4 - narrowing; channel < 4; ++channel)
+            expected[channel] = channel == 3 ? 1.0f : 0.0f;
+        EXPECT_TRUE(everyPixelIs(expected));
+    }
+}
+
+TEST_F(CgTranslatorDrawTest, Glsl120SamplesAndReadsBoolIntAndMatrixUniforms)
+{
+    ASSERT_NO_FATAL_FAILURE(use(R"(
+sampler2D image;
+uniform float4x4 transform;
+uniform bool invert;
+uniform int count;
+float3 main(float2 uv : TEXCOORD0, float4 v : TEXCOORD1) : COLOR
+{
+    float3 texel = tex2D(image, uv).rgb;
+    return invert ? 1.0 - texel : texel * mul(transform, v).xyz * count / 4;
+}
+)",
+                                120));
+    const std::vector<std::uint8_t> texel{64, 128, 192, 255};
+    ASSERT_TRUE(gl_->bindTexture("image", 0, 1, 1, texel));
+    const std::array<float, 16> rows{0.5f, 0.25f, 0.0f, 0.0f, //
+                                     0.0f, 0.5f, 0.5f, 0.0f, //
+                                     0.25f, 0.0f, 0.0f, 1.0f, //
+                                     0.0f, 0.0f, 0.0f, 1.0f};
+    ASSERT_TRUE(gl_->setMatrix4RowMajor("transform", rows));
+    ASSERT_TRUE(gl_->setInt("count", 2));
+    SurfacelessGL::Corner corner;
+    corner.texCoords[1] = {1.0f, 0.5f, 0.25f, 0.75f};
+    Float4 expected{0.0f, 0.0f, 0.0f, 1.0f};
+    for (std::size_t row = 0; row < 3; ++row) {
+        float moved = 0.0f;
+        for (std::size_t column = 0; column < 4; ++column)
+            moved += rows[row * 4 + column] * corner.texCoords[1][column];
+        expected[row] = static_cast<float>(texel[row]) / 255.0f * moved * 2.0f / 4.0f;
+    }
+    for (const int invert : {0, 1}) {
+        ASSERT_TRUE(gl_->setInt("invert", invert));
+        gl_->drawQuad(corner);
+        EXPECT_TRUE(everyPixelIs(invert ? Float4{1.0f - 64.0f / 255.0f, 1.0f - 128.0f / 255.0f, 1.0f - 192.0f / 255.0f, 1.0f}
+                                        : expected));
+    }
 }

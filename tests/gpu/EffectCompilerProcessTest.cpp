@@ -68,38 +68,6 @@ protected:
     std::string cacheFolder;
 };
 
-TEST_F(EffectCompilerProcessTest, GoodEffectCompilesThroughTheProcess)
-{
-    const EffectCompilerProcess::Result result = compile(kGoodEffect);
-    ASSERT_TRUE(result.succeeded) << result.listing;
-    EXPECT_EQ(result.listing, "");
-    EXPECT_FALSE(result.fromCache);
-    ASSERT_EQ(result.shaders.size(), 1u);
-    const EffectCompilerProcess::Shader& shader = result.shaders[0];
-    EXPECT_EQ(shader.technique, "Tinted");
-    EXPECT_EQ(shader.pass, "One");
-    EXPECT_EQ(shader.entry, "shade");
-    EXPECT_EQ(shader.stage, CgTranslator::eStage::pixel);
-    EXPECT_EQ(shader.glsl.rfind("#version 130\n", 0), 0u) << shader.glsl;
-    EXPECT_NE(shader.glsl.find("imageSampler"), std::string::npos) << shader.glsl;
-    EXPECT_NE(shader.glsl.find("tint"), std::string::npos) << shader.glsl;
-    expectNoChildLeft();
-}
-
-TEST_F(EffectCompilerProcessTest, ErrorsComeBackWithTheirLines)
-{
-    const EffectCompilerProcess::Result syntax = compile("float4 a;\n\ntechnique T { pass P { ; } }\nfloat4 b = ;\n");
-    EXPECT_FALSE(syntax.succeeded);
-    EXPECT_EQ(syntax.listing, "test.fx(3) : error: unexpected token ';'\n");
-
-    std::string translated = kGoodEffect;
-    translated.replace(translated.find("tex2D("), 6, "nosuch(");
-    const EffectCompilerProcess::Result unknown = compile(translated);
-    EXPECT_FALSE(unknown.succeeded);
-    EXPECT_EQ(unknown.listing.rfind("test.fx(7) : error: ", 0), 0u) << unknown.listing;
-    EXPECT_TRUE(unknown.shaders.empty());
-}
-
 TEST_F(EffectCompilerProcessTest, InvalidTechniquesComeBackWithTheirReasonsAndFromTheCache)
 {
     const std::string source = std::string(kGoodEffect) +
@@ -131,14 +99,16 @@ TEST_F(EffectCompilerProcessTest, InvalidTechniquesComeBackWithTheirReasonsAndFr
     EXPECT_NE(alone.listing.find(reason), std::string::npos) << alone.listing;
 }
 
-// Shader bindings written wrong, each alone in a one-technique file whose line 3 holds the binding.
-TEST_F(EffectCompilerProcessTest, MisusedShaderBindingsAreListedWithTheirLines)
+// Each alone in a one-technique file whose line 3 holds it.
+TEST_F(EffectCompilerProcessTest, MisusedPassesAreListedWithTheirLines)
 {
     const struct
     {
-        const char* binding;
+        const char* pass;
         const char* listing;
+        bool translated = false; // the shaders come back though the effect fails
     } cases[] = {
+        {";", "test.fx(3) : error: unexpected token ';'\n"},
         {"PixelShader = asm ;", "test.fx(3) : error: unexpected token ';'\n"},
         {"PixelShader = asm { mov r0, ( };", "test.fx(4) : error: unexpected token '}'\n"},
         {"PixelShader = asm { mov r0, t0 }", "test.fx(4) : error: unexpected token '}'\n"},
@@ -149,108 +119,102 @@ TEST_F(EffectCompilerProcessTest, MisusedShaderBindingsAreListedWithTheirLines)
         {"PixelShader = compile vp40 f();", "test.fx(3) : error: technique T, pass P: the profile 'vp40' is not for pixel shaders\n"},
         {"VertexShader = compile PS_2_0 f();",
          "test.fx(3) : error: technique T, pass P: the profile 'PS_2_0' is not for vertex shaders\n"},
+        {"PixelShader = compile fp40 g();", "test.fx(1) : error: technique T, pass P: "},
+        {"FogDensity = 2; BlendFunc = int2(One, Sideways); PixelShader = compile fp40 f();",
+         "test.fx(3) : warning: render state 'FogDensity' ignored\n"
+         "test.fx(3) : error: the render state BlendFunc cannot take the value 'int2(One, Sideways)'\n", true},
     };
     for (const auto& example : cases) {
-        SCOPED_TRACE(example.binding);
-        const EffectCompilerProcess::Result result = compile(
-            "float4 f() : COLOR { return 1; }\ntechnique T { pass P {\n" + std::string(example.binding) + "\n} }\n");
+        SCOPED_TRACE(example.pass);
+        const EffectCompilerProcess::Result result =
+            compile("float4 f() : COLOR { return 1; } float4 g() : COLOR { return nosuch(1); }\ntechnique T { pass P {\n" +
+                    std::string(example.pass) + "\n} }\n");
         EXPECT_FALSE(result.succeeded);
-        EXPECT_EQ(result.listing, example.listing);
-        EXPECT_TRUE(result.shaders.empty());
+        EXPECT_EQ(result.listing.rfind(example.listing, 0), 0u) << result.listing;
+        EXPECT_EQ(result.shaders.empty(), !example.translated);
     }
     expectNoChildLeft();
 }
 
-TEST_F(EffectCompilerProcessTest, CrashIsOneListingLineAndLeavesNoProcess)
+TEST_F(EffectCompilerProcessTest, CompilerThatCrashesHangsOrIsMissingIsOneListingLineAndLeavesNoProcess)
 {
-    const EffectCompilerProcess::Result result = compile(kGoodEffect, {{"ABORT", "1"}}, std::chrono::seconds(20), KVOS_MISBEHAVING_COMPILER);
-    EXPECT_FALSE(result.succeeded);
-    EXPECT_EQ(result.listing,
-              "test.fx(0) : error: the effect compiler stopped unexpectedly (signal " + std::to_string(SIGABRT) + ")\n");
-    expectNoChildLeft();
-    EXPECT_TRUE(cacheEntries().empty());
+    const struct
+    {
+        const char* what;
+        std::string program;
+        EffectParser::Definitions definitions;
+        std::string listing; // the start of it
+    } cases[] = {
+        {"crash", KVOS_MISBEHAVING_COMPILER, {{"ABORT", "1"}},
+         "test.fx(0) : error: the effect compiler stopped unexpectedly (signal " + std::to_string(SIGABRT) + ")\n"},
+        {"hang", KVOS_MISBEHAVING_COMPILER, {{"HANG", "1"}},
+         "test.fx(0) : error: the effect compiler did not answer within 500 ms and was stopped\n"},
+        {"missing", cacheFolder + "no-kvfxc", {}, "test.fx(0) : error: the effect compiler could not be started ("},
+    };
+    for (const auto& example : cases) {
+        SCOPED_TRACE(example.what);
+        const auto start = std::chrono::steady_clock::now();
+        const EffectCompilerProcess::Result result =
+            compile(kGoodEffect, example.definitions, std::chrono::milliseconds(500), example.program.c_str());
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(1500));
+        EXPECT_FALSE(result.succeeded);
+        EXPECT_EQ(result.listing.rfind(example.listing, 0), 0u) << result.listing;
+        EXPECT_EQ(std::count(result.listing.begin(), result.listing.end(), '\n'), 1);
+        expectNoChildLeft();
+        EXPECT_TRUE(cacheEntries().empty());
+    }
 }
 
-TEST_F(EffectCompilerProcessTest, HangIsStoppedWithinTheTimeout)
-{
-    const auto start = std::chrono::steady_clock::now();
-    const EffectCompilerProcess::Result result =
-        compile(kGoodEffect, {{"HANG", "1"}}, std::chrono::milliseconds(500), KVOS_MISBEHAVING_COMPILER);
-    const auto elapsed = std::chrono::steady_clock::now() - start;
-    EXPECT_FALSE(result.succeeded);
-    EXPECT_EQ(result.listing, "test.fx(0) : error: the effect compiler did not answer within 500 ms and was stopped\n");
-    EXPECT_LT(elapsed, std::chrono::milliseconds(1500));
-    expectNoChildLeft();
-}
-
-TEST_F(EffectCompilerProcessTest, MissingCompilerIsAnErrorLine)
-{
-    const EffectCompilerProcess compiler(cacheFolder + "no-kvfxc", cacheFolder);
-    const EffectCompilerProcess::Result result = compiler.compile({"test.fx", "/tmp/", kGoodEffect, {}, {}});
-    EXPECT_FALSE(result.succeeded);
-    EXPECT_EQ(result.listing.rfind("test.fx(0) : error: ", 0), 0u) << result.listing;
-    EXPECT_EQ(std::count(result.listing.begin(), result.listing.end(), '\n'), 1);
-}
-
-TEST_F(EffectCompilerProcessTest, SecondCompileIsServedFromTheCache)
-{
-    const EffectCompilerProcess::Result first = compile(kGoodEffect);
-    ASSERT_TRUE(first.succeeded) << first.listing;
-    ASSERT_EQ(cacheEntries().size(), 1u);
-    EXPECT_EQ(cacheEntries()[0].extension(), ".kvfx");
-
-    // A compiler that cannot run proves that nothing is spawned.
-    const EffectCompilerProcess absent(cacheFolder + "no-kvfxc", cacheFolder);
-    const EffectCompilerProcess::Result second = absent.compile({"test.fx", "/tmp/", kGoodEffect, {}, {}});
-    EXPECT_TRUE(second.fromCache);
-    ASSERT_TRUE(second.succeeded) << second.listing;
-    ASSERT_EQ(second.shaders.size(), 1u);
-    EXPECT_EQ(second.shaders[0].glsl, first.shaders[0].glsl);
-
-    // Other definitions are another translation.
-    const EffectCompilerProcess::Result defined = absent.compile({"test.fx", "/tmp/", kGoodEffect, {{"X", "1"}}, {}});
-    EXPECT_FALSE(defined.fromCache);
-    EXPECT_FALSE(defined.succeeded);
-}
-
-TEST_F(EffectCompilerProcessTest, Glsl120AndGlsl130AreSeparateCacheEntries)
+TEST_F(EffectCompilerProcessTest, GoodEffectIsCachedByDefinitionsAndVersionAndACorruptEntryIsAMiss)
 {
     const EffectCompilerProcess compiler(KVFXC_PATH, cacheFolder, std::chrono::seconds(20));
+    // A compiler that cannot run proves that nothing is spawned.
+    const EffectCompilerProcess absent(cacheFolder + "no-kvfxc", cacheFolder);
     EffectCompilerProcess::Request request{"test.fx", "/tmp/", kGoodEffect, {}, {}};
     const EffectCompilerProcess::Result modern = compiler.compile(request);
+    ASSERT_TRUE(modern.succeeded) << modern.listing;
+    EXPECT_EQ(modern.listing, "");
+    EXPECT_FALSE(modern.fromCache);
+    ASSERT_EQ(modern.shaders.size(), 1u);
+    const EffectCompilerProcess::Shader& shader = modern.shaders[0];
+    EXPECT_EQ(shader.technique + "/" + shader.pass + "/" + shader.entry, "Tinted/One/shade");
+    EXPECT_EQ(shader.stage, CgTranslator::eStage::pixel);
+    EXPECT_EQ(shader.glsl.rfind("#version 130\n", 0), 0u) << shader.glsl;
+    EXPECT_NE(shader.glsl.find("imageSampler"), std::string::npos) << shader.glsl;
+    expectNoChildLeft();
+    ASSERT_EQ(cacheEntries().size(), 1u);
+    const std::filesystem::path modernEntry = cacheEntries()[0];
+    EXPECT_EQ(modernEntry.extension(), ".kvfx");
     request.glslVersion = 120;
     const EffectCompilerProcess::Result legacy = compiler.compile(request);
-    ASSERT_TRUE(modern.succeeded && legacy.succeeded) << modern.listing << legacy.listing;
+    ASSERT_TRUE(legacy.succeeded) << legacy.listing;
     EXPECT_FALSE(legacy.fromCache);
-    EXPECT_EQ(cacheEntries().size(), 2u);
     ASSERT_EQ(legacy.shaders.size(), 1u);
     EXPECT_EQ(legacy.shaders[0].glsl.rfind("#version 120\n", 0), 0u) << legacy.shaders[0].glsl;
-
-    const EffectCompilerProcess absent(cacheFolder + "no-kvfxc", cacheFolder);
-    const EffectCompilerProcess::Result again = absent.compile(request);
-    EXPECT_TRUE(again.fromCache);
-    ASSERT_EQ(again.shaders.size(), 1u);
-    EXPECT_EQ(again.shaders[0].glsl, legacy.shaders[0].glsl);
-
-    request.glslVersion = 140;
-    const EffectCompilerProcess::Result unknown = compiler.compile(request);
-    EXPECT_FALSE(unknown.succeeded);
-    EXPECT_EQ(unknown.listing, "test.fx(0) : error: GLSL 140 is not a translation target (120 or 130)\n");
     EXPECT_EQ(cacheEntries().size(), 2u);
-}
 
-TEST_F(EffectCompilerProcessTest, CorruptCacheEntryIsAMiss)
-{
-    ASSERT_TRUE(compile(kGoodEffect).succeeded);
-    ASSERT_EQ(cacheEntries().size(), 1u);
-    const std::filesystem::path entry = cacheEntries()[0];
-    std::filesystem::resize_file(entry, std::filesystem::file_size(entry) / 2);
+    for (const EffectCompilerProcess::Result* first : {&modern, &legacy}) {
+        request.glslVersion = first == &modern ? 130 : 120;
+        const EffectCompilerProcess::Result again = absent.compile(request);
+        EXPECT_TRUE(again.fromCache);
+        ASSERT_TRUE(again.succeeded) << again.listing;
+        ASSERT_EQ(again.shaders.size(), 1u);
+        EXPECT_EQ(again.shaders[0].glsl, first->shaders[0].glsl);
+    }
+    request.definitions = {{"X", "1"}};
+    EXPECT_FALSE(absent.compile(request).fromCache) << "other definitions are another translation";
+    request.definitions.clear();
+    request.glslVersion = 140;
+    EXPECT_EQ(compiler.compile(request).listing,
+              "test.fx(0) : error: GLSL 140 is not a translation target (120 or 130)\n");
+    EXPECT_EQ(cacheEntries().size(), 2u);
 
-    const EffectCompilerProcess::Result again = compile(kGoodEffect);
-    EXPECT_FALSE(again.fromCache);
-    ASSERT_TRUE(again.succeeded) << again.listing;
-    ASSERT_EQ(again.shaders.size(), 1u);
-    EXPECT_TRUE(compile(kGoodEffect).fromCache);
+    std::filesystem::resize_file(modernEntry, std::filesystem::file_size(modernEntry) / 2);
+    request.glslVersion = 130;
+    const EffectCompilerProcess::Result anew = compiler.compile(request);
+    EXPECT_FALSE(anew.fromCache);
+    EXPECT_TRUE(anew.succeeded) << anew.listing;
+    EXPECT_TRUE(absent.compile(request).fromCache);
 }
 
 TEST(EffectCompilerProcess, RequestsAndRepliesSurviveTheirEncoding)

@@ -3,13 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <glib.h>
-#include <sys/wait.h>
 
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace {
@@ -18,20 +15,6 @@ const char kMainEffect[] = R"(#include <level.fxh>
 float4 shade(float2 uv : TEXCOORD0) : COLOR { return float4(uv, 0, 1) * Level; }
 technique T { pass P { PixelShader = compile fp40 shade(); } }
 )";
-
-// kvfxc's exit code, with what it wrote on standard output and error.
-std::pair<int, std::string> kvfxc(const std::string& arguments)
-{
-    std::string output;
-    FILE* pipe = ::popen(("'" KVFXC_PATH "' " + arguments + " 2>&1").c_str(), "r");
-    if (pipe == nullptr)
-        return {-1, output};
-    char buffer[4096];
-    for (size_t got; (got = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;)
-        output.append(buffer, got);
-    const int status = ::pclose(pipe);
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, output};
-}
 
 // An effect whose header is in none of its own folder: "one" and "two" each
 // hold a level.fxh of their own level, "empty" holds none.
@@ -61,21 +44,6 @@ protected:
 };
 
 } // namespace
-
-TEST_F(EffectIncludeFoldersTest, KvfxcSearchesEachDashIFolderInTheOrderGiven)
-{
-    const std::string main = folder_ + "main.fx";
-    const std::pair<std::string, std::string> cases[] = {
-        {"", main + "(1) : error: cannot open include file \"level.fxh\"\n"},
-        {"-I '" + folder_ + "one'", "parameter float Level = 1\n"},
-        {"-I'" + folder_ + "empty' -I '" + folder_ + "two/' -I '" + folder_ + "one'", "parameter float Level = 2\n"},
-    };
-    for (const auto& [arguments, expected] : cases) {
-        const auto [exitCode, output] = kvfxc(arguments + " '" + main + "'");
-        EXPECT_EQ(exitCode == 0, !arguments.empty()) << arguments << "\n" << output;
-        EXPECT_NE(output.find(expected), std::string::npos) << arguments << "\n" << output;
-    }
-}
 
 TEST_F(EffectIncludeFoldersTest, CompileCallFoldersReachTheCompilerAndKeyItsCache)
 {

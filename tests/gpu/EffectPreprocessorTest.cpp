@@ -58,72 +58,32 @@ protected:
     std::string folder;
 };
 
-TEST_F(EffectPreprocessorTest, FunctionLikeMacrosStringifyAndPaste)
-{
-    const auto output = run("#define NAME(a) #a\n"
-                            "#define JOIN(a, b) a ## b\n"
-                            "#define TWICE(x) ((x) + (x))\n"
-                            "#define ONE 1\n"
-                            "string s = NAME(hello  world);\n"
-                            "float JOIN(tex, 0) = TWICE(ONE);\n"
-                            "float JOIN(ONE, 2);\n");
-    ASSERT_TRUE(output.errors.empty());
-    EXPECT_EQ(solidLines(output.text),
-              (std::vector<std::string>{"string s = \"hello world\";", "float tex0 = ((1) + (1));", "float ONE2;"}));
-}
-
-TEST_F(EffectPreprocessorTest, SelfReferenceStopsAndNameWithoutParenthesesStaysAName)
-{
-    const auto output = run("#define loop loop + 1\n#define f(x) x\nloop; f;\n");
-    ASSERT_TRUE(output.errors.empty());
-    EXPECT_EQ(solidLines(output.text), (std::vector<std::string>{"loop + 1; f;"}));
-}
-
-TEST_F(EffectPreprocessorTest, PredefinedMacrosReachTheText)
+TEST_F(EffectPreprocessorTest, MacrosAndConditionalsGiveTheTextTheyName)
 {
     preprocessor.define("PROFILE", "glslf");
     preprocessor.define("STRENGTH", "2");
-    const auto output = run("#if STRENGTH > 1 && defined(PROFILE)\nPROFILE\n#endif\n");
-    ASSERT_TRUE(output.errors.empty());
-    EXPECT_EQ(solidLines(output.text), (std::vector<std::string>{"glslf"}));
-}
-
-TEST_F(EffectPreprocessorTest, ConditionalsTakeOneBranchEachAndNest)
-{
-    const auto output = run("#define LEVEL 2\n"
-                            "#if LEVEL == 1\none\n#elif LEVEL == 2\ntwo\n#else\nother\n#endif\n"
-                            "#ifdef MISSING\nno\n#else\n#ifndef MISSING\nyes\n#endif\n#endif\n"
-                            "#if (3 * 4) % 5 == 2 ? !defined MISSING : 0\nmath\n#endif\n"
-                            "#undef LEVEL\n#ifdef LEVEL\ngone\n#endif\n"
-                            "#pragma anything at all\n");
-    ASSERT_TRUE(output.errors.empty());
-    EXPECT_EQ(solidLines(output.text), (std::vector<std::string>{"two", "yes", "math"}));
-}
-
-TEST_F(EffectPreprocessorTest, EveryOutputLineKnowsItsFileAndLine)
-{
-    write("common.fxh", "// helpers\nfloat helper;\n");
-    const auto output = run("#include \"common.fxh\"\n/* a comment\n over lines */ float a;\nfloat b = 1 + \\\n 2;\nfloat c;\n");
-    ASSERT_TRUE(output.errors.empty());
-    ASSERT_EQ(output.lines.size(), 6u);
-    EXPECT_EQ(originOf(output, "helper").file, folder + "common.fxh");
-    EXPECT_EQ(originOf(output, "helper").line, 2u);
-    EXPECT_EQ(originOf(output, "float a").file, "test.fx");
-    EXPECT_EQ(originOf(output, "float a").line, 3u);
-    EXPECT_EQ(originOf(output, "float b").line, 4u);
-    EXPECT_EQ(originOf(output, "float c").line, 6u);
-    EXPECT_NE(output.text.find("float b = 1 +  2;"), std::string::npos);
-}
-
-TEST_F(EffectPreprocessorTest, IncludesAreFoundBesideTheIncludingFile)
-{
-    std::system(("mkdir -p '" + folder + "lib'").c_str());
-    write("lib/outer.fxh", "#include \"inner.fxh\"\nfloat outer;\n");
-    write("lib/inner.fxh", "float inner;\n");
-    const std::string main = write("main.fx", "#include \"lib/outer.fxh\"\nfloat top;\n");
-    const auto output = preprocessor.processFile(main);
-    ASSERT_TRUE(output.errors.empty());
-    EXPECT_EQ(solidLines(output.text), (std::vector<std::string>{"float inner;", "float outer;", "float top;"}));
+    const struct
+    {
+        const char* source;
+        std::vector<std::string> lines;
+    } cases[] = {
+        {"#define NAME(a) #a\n#define JOIN(a, b) a ## b\n#define TWICE(x) ((x) + (x))\n#define ONE 1\n"
+         "string s = NAME(hello  world);\nfloat JOIN(tex, 0) = TWICE(ONE);\nfloat JOIN(ONE, 2);\n",
+         {"string s = \"hello world\";", "float tex0 = ((1) + (1));", "float ONE2;"}},
+        // Self-reference stops; a function-like name without parentheses stays a name.
+        {"#define loop loop + 1\n#define f(x) x\nloop; f;\n", {"loop + 1; f;"}},
+        {"#if STRENGTH > 1 && defined(PROFILE)\nPROFILE\n#endif\n", {"glslf"}},
+        {"#define LEVEL 2\n#if LEVEL == 1\none\n#elif LEVEL == 2\ntwo\n#else\nother\n#endif\n"
+         "#ifdef MISSING\nno\n#else\n#ifndef MISSING\nyes\n#endif\n#endif\n"
+         "#if (3 * 4) % 5 == 2 ? !defined MISSING : 0\nmath\n#endif\n"
+         "#undef LEVEL\n#ifdef LEVEL\ngone\n#endif\n#pragma anything at all\n",
+         {"two", "yes", "math"}},
+    };
+    for (const auto& test : cases) {
+        const auto output = run(test.source);
+        EXPECT_TRUE(output.errors.empty()) << test.source << effectListing(output.errors);
+        EXPECT_EQ(solidLines(output.text), test.lines) << test.source;
+    }
 }
 
 TEST_F(EffectPreprocessorTest, RecursiveIncludeIsAnErrorOnTheIncludeLine)
@@ -174,28 +134,32 @@ TEST_F(EffectPreprocessorTest, IncludesAreLookedForBesideTheFileThenInTheInclude
     write("second/shared.fxh", "float sharedSecond;\n");
     write("second/onlySecond.fxh", "float onlySecond;\n");
     write("lib/deep.fxh", "float deep;\n");
+    write("lib/outer.fxh", "#include \"inner.fxh\"\nfloat outer;\n");
+    write("lib/inner.fxh", "float inner;\n");
     // One folder without its trailing "/", one with it.
     preprocessor.setIncludeFolders({folder + "first", "", folder + "second/"});
 
     const struct
     {
         const char* directive;
-        const char* text;
+        std::vector<std::string> lines;
     } cases[] = {
-        {"#include <beside.fxh>", "float beside;"},
-        {"#include <both.fxh>", "float bothBeside;"},
-        {"#include \"shared.fxh\"", "float sharedFirst;"},
-        {"#include <onlySecond.fxh>", "float onlySecond;"},
-        {"#include \"F:\\effects\\include\\beside.fxh\"", "float beside;"},
-        {"#include <C:\\Program Files\\FX\\onlySecond.fxh>", "float onlySecond;"},
-        {"#include \"lib\\deep.fxh\"", "float deep;"},
-        {"#include \"elsewhere\\deep\\beside.fxh\"", "float beside;"},
-        {"#define HEADER <onlySecond.fxh>\n#include HEADER", "float onlySecond;"},
+        {"#include <beside.fxh>", {"float beside;"}},
+        {"#include <both.fxh>", {"float bothBeside;"}},
+        {"#include \"shared.fxh\"", {"float sharedFirst;"}},
+        {"#include <onlySecond.fxh>", {"float onlySecond;"}},
+        {"#include \"F:\\effects\\include\\beside.fxh\"", {"float beside;"}},
+        {"#include <C:\\Program Files\\FX\\onlySecond.fxh>", {"float onlySecond;"}},
+        {"#include \"lib\\deep.fxh\"", {"float deep;"}},
+        {"#include \"elsewhere\\deep\\beside.fxh\"", {"float beside;"}},
+        // Beside the including header, not beside the effect.
+        {"#include \"lib/outer.fxh\"", {"float inner;", "float outer;"}},
+        {"#define HEADER <onlySecond.fxh>\n#include HEADER", {"float onlySecond;"}},
     };
     for (const auto& test : cases) {
         const auto output = run(std::string(test.directive) + "\n");
         EXPECT_TRUE(output.errors.empty()) << test.directive << ": " << effectListing(output.errors);
-        EXPECT_EQ(solidLines(output.text), (std::vector<std::string>{test.text})) << test.directive;
+        EXPECT_EQ(solidLines(output.text), test.lines) << test.directive;
     }
 }
 
@@ -253,10 +217,12 @@ TEST_F(EffectPreprocessorTest, MacroArgumentsMayRunOverLinesAndWhatFollowsKeepsI
         EXPECT_EQ(originOf(output, needle).line, line) << needle;
 }
 
-TEST_F(EffectPreprocessorTest, LineDirectiveSetsTheLineAndFileOfWhatFollows)
+TEST_F(EffectPreprocessorTest, EveryOutputLineKnowsItsFileAndLineWhichLineDirectivesSet)
 {
-    write("part.fxh", "float inPart;\n#line 100\nfloat renumbered;\n");
-    const auto output = run("float a;\n"
+    write("part.fxh", "// a header\nfloat inPart;\n#line 100\nfloat renumbered;\n");
+    const auto output = run("/* a comment\n over lines */ float a;\n"
+                            "float joined = 1 + \\\n 2;\n"
+                            "float a2;\n"
                             "#line 40\n"
                             "float b;\n"
                             "#define HERE 70 \"gen\\\\erated.fx\"\n"
@@ -269,11 +235,14 @@ TEST_F(EffectPreprocessorTest, LineDirectiveSetsTheLineAndFileOfWhatFollows)
                             "#endif\n"
                             "float e;\n");
     ASSERT_TRUE(output.errors.empty()) << effectListing(output.errors);
+    EXPECT_NE(output.text.find("float joined = 1 +  2;"), std::string::npos) << output.text;
     const std::vector<std::pair<std::string, EffectLocation>> expected = {
-        {"float a;", {"test.fx", 1}},
+        {"float a;", {"test.fx", 2}},
+        {"float joined", {"test.fx", 3}},
+        {"float a2;", {"test.fx", 5}},
         {"float b;", {"test.fx", 40}},
         {"float c;", {"gen\\erated.fx", 70}},
-        {"float inPart;", {folder + "part.fxh", 1}},
+        {"float inPart;", {folder + "part.fxh", 2}},
         {"float renumbered;", {folder + "part.fxh", 100}},
         {"float d;", {"gen\\erated.fx", 72}},
         {"float e;", {"gen\\erated.fx", 76}},

@@ -141,13 +141,7 @@ const Case kCases[] = {
     {"Lighting = FALSE", {}, "t.fx(7) : warning: render state 'Lighting' ignored\n"},
     {"LightEnable[0] = true", {}, "t.fx(7) : warning: render state 'LightEnable[0]' ignored\n"},
     {"Texture[0] = <Source>", {}, "t.fx(7) : warning: render state 'Texture[0]' ignored\n"},
-    {"ColorOp[1] = Modulate", {}, "t.fx(7) : warning: render state 'ColorOp[1]' ignored\n"},
-    {"AddressU[0] = Clamp", {}, "t.fx(7) : warning: render state 'AddressU[0]' ignored\n"},
-    {"FogEnable = false", {}, "t.fx(7) : warning: render state 'FogEnable' ignored\n"},
-    {"TexGenSMode[0] = ObjectLinear", {}, "t.fx(7) : warning: render state 'TexGenSMode[0]' ignored\n"},
     {"VertexShaderConstant[4] = <World>", {}, "t.fx(7) : warning: render state 'VertexShaderConstant[4]' ignored\n"},
-    {"SpecularEnable = true", {}, "t.fx(7) : warning: render state 'SpecularEnable' ignored\n"},
-    {"MaterialDiffuse = float4(1, 1, 1, 1)", {}, "t.fx(7) : warning: render state 'MaterialDiffuse' ignored\n"},
     // Misuse.
     {"Sideways = 1", {}, "t.fx(7) : error: unknown render state 'Sideways'\n"},
     {"ZEnable = maybe", {}, "t.fx(7) : error: the render state ZEnable cannot take the value 'maybe'\n"},

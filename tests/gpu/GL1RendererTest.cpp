@@ -556,6 +556,8 @@ TEST_F(GL1RendererTest, DrawsTextsThroughTheTextEffect)
         return Kv::Ptr<iFont>(new CoverageFont(made));
     };
     const Kv::Ptr<iFont> font = coverage(NormalisedRGB(1, 1, 1));
+    // Sub-pixel coverage: the text's alpha is the average of its channels.
+    const Kv::Ptr<iFont> partial = coverage(NormalisedRGB(0.6f, 0.3f, 0));
     const auto text = [&font](TextAlignment alignment, const NormalisedRGB& colour = red) {
         return TextDescription(L"abcd", XY<int>(10, 20), colour, alignment, font);
     };
@@ -579,6 +581,7 @@ TEST_F(GL1RendererTest, DrawsTextsThroughTheTextEffect)
          [&lastColourWins](iGraphicPrimitivesRenderer& renderer) { renderer.renderMulti(lastColourWins, 2); },
          {{10, 20, kGreen}, {10, 40, kGreen}}},
         {"scissored", drawing(text({}), box), {{10, 20, kRed}, {15, 20, kBlack}}},
+        {"partly covered", drawing(TextDescription(L"abcd", XY<int>(10, 20), red, {}, partial)), {{10, 20, 0xC94D0000, 2}}},
         {"no font", drawing(TextDescription(L"abcd", XY<int>(10, 20), red, {}, nullptr)), {{10, 20, kBlack}}},
         {"a font of the host",
          drawing(TextDescription(L"abcd", XY<int>(10, 20), red, {},

@@ -182,26 +182,4 @@ TEST_F(GPUText, NumericTextsDrawOnlyNewCharactersAndSetBlanksAsBlackGapsOfTheSpa
     }
 }
 
-TEST_F(GPUText, TextsOfOneBatchThroughTheRendererShowTheColourSetLast)
-{
-    const Kv::Ptr<iGPUImage> target = media->createGPUSurface(XY<int>(160, 40), iGPUImage::eBGRA8);
-    const Kv::Ptr<iFont> font = media->createGPUSurfaceFont(L"DejaVu Sans", 24, 0);
-    const TextDescription texts[] = {
-        {L"HH", XY<int>(4, 8), NormalisedRGB(1, 0, 0), {}, font},
-        {L"HH", XY<int>(84, 8), NormalisedRGB(0, 1, 0), {}, font},
-    };
-    {
-        const Kv::Ptr<iGraphicPrimitivesRenderer> renderer = target->getPrimitivesRenderer(false);
-        RectDescription background;
-        background.rect = {0, 0, 160, 40};
-        renderer->renderMulti(&background, 1);
-        renderer->renderMulti(texts, 2);
-    }
-    const ReadBack pixels(target);
-    const int width = font->measure(L"HH", -1).x;
-    for (const TextDescription& text : texts)
-        EXPECT_EQ(pixels.maxima(text.position.x, text.position.x + width), (Bgra{0, 255, 0, 255}))
-            << "text at " << text.position.x;
-}
-
 } // namespace

@@ -8,34 +8,22 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
 namespace {
 
 const char kGoodEffect[] = R"(float4 tint < string UIName = "Tint"; > = {1, 0.5, 0.25, 1};
-
-void lift(float4 position : POSITION, float4 uv : TEXCOORD0, out float4 clip : POSITION,
-          out float4 coordinate : TEXCOORD0)
+void lift(float4 position : POSITION, float4 uv : TEXCOORD0, out float4 clip : POSITION, out float4 coordinate : TEXCOORD0)
 {
     clip = position;
     coordinate = uv;
 }
-
-float4 shade(float4 coordinate : TEXCOORD0) : COLOR
-{
-    return coordinate * tint;
-}
-
+float4 shade(float4 coordinate : TEXCOORD0) : COLOR { return coordinate * tint; }
 technique Plain
 {
     pass Alone { FragmentProgram = compile fp40 shade(); }
-    pass WithVertex
-    {
-        VertexProgram = compile vp40 lift();
-        FragmentProgram = compile fp40 shade();
-    }
+    pass WithVertex { VertexProgram = compile vp40 lift(); FragmentProgram = compile fp40 shade(); }
 }
 )";
 
@@ -47,30 +35,10 @@ const char kMismatchedEffect[] = R"(void lift(float4 position : POSITION, float4
     clip = position;
     coordinate = uv * gain;
 }
-
-float4 shade(float4 coordinate : TEXCOORD0, uniform float3 gain) : COLOR
-{
-    return float4(coordinate.xyz * gain, 1);
-}
-
-float4 plain(float4 coordinate : TEXCOORD0) : COLOR
-{
-    return coordinate;
-}
-
-technique Broken
-{
-    pass Both
-    {
-        VertexProgram = compile vp40 lift();
-        FragmentProgram = compile fp40 shade();
-    }
-}
-
-technique Sound
-{
-    pass Alone { FragmentProgram = compile fp40 plain(); }
-}
+float4 shade(float4 coordinate : TEXCOORD0, uniform float3 gain) : COLOR { return float4(coordinate.xyz * gain, 1); }
+float4 plain(float4 coordinate : TEXCOORD0) : COLOR { return coordinate; }
+technique Broken { pass Both { VertexProgram = compile vp40 lift(); FragmentProgram = compile fp40 shade(); } }
+technique Sound { pass Alone { FragmentProgram = compile fp40 plain(); } }
 )";
 
 // The first technique is assembly, the second translates.
@@ -129,20 +97,6 @@ protected:
         return outcome;
     }
 
-    static Outcome validate(const std::string& path, const std::string& extraArguments = {})
-    {
-        return run("--validate " + extraArguments + " '" + path + "'");
-    }
-
-    static std::vector<std::string> lines(const std::string& text)
-    {
-        std::vector<std::string> found;
-        std::istringstream stream(text);
-        for (std::string line; std::getline(stream, line);)
-            found.push_back(line);
-        return found;
-    }
-
     std::string folder;
 };
 
@@ -150,42 +104,6 @@ protected:
 bool withOpenGL(const Outcome& outcome)
 {
     return outcome.exitCode != 2 || outcome.errors.find("kvfxc: cannot validate") == std::string::npos;
-}
-
-TEST_F(KvfxcValidateTest, PassThatDoesNotLinkListsTheDriverMessagesAndExitsThree)
-{
-    const std::string path = write("mismatch.fx", kMismatchedEffect);
-    const Outcome outcome = validate(path);
-    REQUIRE_OPENGL(withOpenGL(outcome), outcome.errors);
-    // The other technique validates.
-    EXPECT_EQ(outcome.exitCode, 3);
-    const std::vector<std::string> listed = lines(outcome.errors);
-    ASSERT_FALSE(listed.empty());
-    const std::string prefix = path + "(0) : error: technique Broken, pass Both: ";
-    for (const std::string& line : listed) {
-        EXPECT_EQ(line.rfind(prefix, 0), 0u) << line;
-        EXPECT_GT(line.size(), prefix.size()) << line;
-    }
-    EXPECT_NE(outcome.errors.find("gain"), std::string::npos) << outcome.errors;
-}
-
-TEST_F(KvfxcValidateTest, TechniqueOptionValidatesOnlyThatTechnique)
-{
-    const Outcome outcome = validate(write("mismatch.fx", kMismatchedEffect), "--technique Sound");
-    REQUIRE_OPENGL(withOpenGL(outcome), outcome.errors);
-    EXPECT_EQ(outcome.exitCode, 0) << outcome.errors;
-    EXPECT_EQ(outcome.errors, "");
-}
-
-TEST_F(KvfxcValidateTest, CompileErrorExitsOneBeforeAnyLinking)
-{
-    const std::string path =
-        write("bad.fx", "float4 shade() : COLOR\n{\n    return missing;\n}\ntechnique T { pass P { FragmentProgram = "
-                        "compile fp40 shade(); } }\n");
-    const Outcome outcome = validate(path);
-    EXPECT_EQ(outcome.exitCode, 1);
-    EXPECT_EQ(outcome.errors.rfind(path + "(3) : error: ", 0), 0u) << outcome.errors;
-    EXPECT_EQ(outcome.errors.find("(0) : error: technique "), std::string::npos) << outcome.errors;
 }
 
 // Exit codes with and without linking: 0 when every technique is fine, 3 when
@@ -197,6 +115,15 @@ TEST_F(KvfxcValidateTest, ExitCodeSaysWhetherEveryTechniqueSomeOrNoneIsFine)
     const std::string assembly = write("assembly.fx", kAssemblyOnlyEffect);
     const std::string mismatched = write("mismatch.fx", kMismatchedEffect);
     const std::string broken = write("broken.fx", "technique T {\n");
+    const std::string unknown = write("unknown.fx", "float4 shade() : COLOR\n{\n    return missing;\n}\n"
+                                                    "technique T { pass P { FragmentProgram = compile fp40 shade(); } }\n");
+    // A header in none of the effect's own folder: "two" holds a broken one.
+    for (const char* name : {"one", "two", "empty"})
+        std::filesystem::create_directory(folder + name);
+    const std::string included = write("included.fx", "#include <level.fxh>\nfloat4 shade() : COLOR { return Level; }\n"
+                                                      "technique T { pass P { PixelShader = compile fp40 shade(); } }\n");
+    write("one/level.fxh", "float Level = 1;\n");
+    write("two/level.fxh", "float Level = ;\n");
     const std::string halfReason =
         half + "(5) : error: technique Old, pass P: the pixel shader is assembly, which cannot be translated\n";
     const struct
@@ -204,6 +131,7 @@ TEST_F(KvfxcValidateTest, ExitCodeSaysWhetherEveryTechniqueSomeOrNoneIsFine)
         std::string arguments;
         int exitCode;
         std::string errors; // the start of standard error
+        const char* mentions = "";
     } cases[] = {
         {"'" + good + "'", 0, ""},
         {"'" + half + "'", 3, half + "(7) : warning: render state 'Lighting' ignored\n" + halfReason},
@@ -213,11 +141,20 @@ TEST_F(KvfxcValidateTest, ExitCodeSaysWhetherEveryTechniqueSomeOrNoneIsFine)
         {"'" + mismatched + "'", 0, ""},
         {"'" + broken + "'", 1, broken + "(1) : error: unexpected end of file\n"},
         {"--glsl 999 '" + good + "'", 2, "kvfxc: --glsl takes 120 or 130, not 999\n"},
+        // Headers are looked for in each -I folder in the order given.
+        {"'" + included + "'", 1, included + "(1) : error: cannot open include file \"level.fxh\"\n"},
+        {"-I '" + folder + "one' '" + included + "'", 0, ""},
+        {"-I'" + folder + "empty' -I '" + folder + "two/' -I '" + folder + "one' '" + included + "'", 1,
+         folder + "two/level.fxh(1) : error: unexpected token ';'\n"},
         // Linking too: the invalid techniques are listed once, with their reasons.
         {"--validate '" + good + "'", 0, ""},
         {"--validate '" + half + "'", 3, half + "(7) : warning: render state 'Lighting' ignored\n" + halfReason},
         {"--validate '" + assembly + "'", 1, assembly + "(1) : error: technique Old, pass P: the pixel shader is assembly"},
-        {"--validate '" + mismatched + "'", 3, mismatched + "(0) : error: technique Broken, pass Both: "},
+        // The driver's messages follow the pass's name.
+        {"--validate '" + mismatched + "'", 3, mismatched + "(0) : error: technique Broken, pass Both: ", "gain"},
+        {"--validate --technique Sound '" + mismatched + "'", 0, ""},
+        // A compile error stops before any linking.
+        {"--validate '" + unknown + "'", 1, unknown + "(3) : error: "},
     };
     for (const auto& example : cases) {
         SCOPED_TRACE(example.arguments);
@@ -228,6 +165,7 @@ TEST_F(KvfxcValidateTest, ExitCodeSaysWhetherEveryTechniqueSomeOrNoneIsFine)
             EXPECT_EQ(outcome.errors, "");
         else
             EXPECT_EQ(outcome.errors.rfind(example.errors, 0), 0u) << outcome.errors;
+        EXPECT_NE(outcome.errors.find(example.mentions), std::string::npos) << outcome.errors;
     }
 }
 

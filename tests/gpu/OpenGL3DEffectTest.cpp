@@ -117,13 +117,6 @@ TEST(OpenGL3DEffect, UnProjectsFromTheNearPlaneOnTheEyesAxis)
     }
 }
 
-TEST(OpenGL3DEffect, MediaServicesMakeANewEffectEachTime)
-{
-    const Kv::Ptr<i3DEffect> first = OS()->mediaServices()->create3DEffect();
-    EXPECT_TRUE(Kv::dynamicCast<OpenGL3DEffect>(first));
-    EXPECT_NE(first.get(), OS()->mediaServices()->create3DEffect().get());
-}
-
 namespace
 {
     using Pixel = std::uint32_t; // 0xAARRGGBB

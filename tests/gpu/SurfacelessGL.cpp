@@ -64,35 +64,18 @@ bool SurfacelessGL::useFragmentShader(const std::string& glsl, std::string& log)
     return true;
 }
 
-namespace
-{
-    // One uniform of one to four components, through the setter for its width.
-    template <class T>
-    bool setComponents(GLint location, std::initializer_list<T> values,
-                       void (*const setters[4])(GLint, GLsizei, const T*))
-    {
-        if (location < 0 || values.size() < 1 || values.size() > 4)
-            return false;
-        setters[values.size() - 1](location, 1, values.begin());
-        return true;
-    }
-}
-
 GLint SurfacelessGL::uniformLocation(const char* name) const
 {
     return available() ? glGetUniformLocation(program_, name) : -1;
 }
 
-bool SurfacelessGL::setFloats(const char* name, std::initializer_list<float> values)
+bool SurfacelessGL::setInt(const char* name, int value)
 {
-    const PFNGLUNIFORM1FVPROC setters[] = {glUniform1fv, glUniform2fv, glUniform3fv, glUniform4fv};
-    return setComponents(uniformLocation(name), values, setters);
-}
-
-bool SurfacelessGL::setInts(const char* name, std::initializer_list<int> values)
-{
-    const PFNGLUNIFORM1IVPROC setters[] = {glUniform1iv, glUniform2iv, glUniform3iv, glUniform4iv};
-    return setComponents(uniformLocation(name), values, setters);
+    const GLint location = uniformLocation(name);
+    if (location < 0)
+        return false;
+    glUniform1i(location, value);
+    return true;
 }
 
 bool SurfacelessGL::setMatrix4RowMajor(const char* name, const std::array<float, 16>& rows)
@@ -133,7 +116,7 @@ bool SurfacelessGL::bindTexture(const char* samplerName, int unit, int width, in
     glActiveTexture(static_cast<GLenum>(GL_TEXTURE0 + unit));
     glBindTexture(GL_TEXTURE_2D, texture);
     glActiveTexture(GL_TEXTURE0);
-    return setInts(samplerName, {unit});
+    return setInt(samplerName, unit);
 }
 
 void SurfacelessGL::drawQuad(const std::array<Corner, 4>& corners)

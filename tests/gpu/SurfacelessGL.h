@@ -5,7 +5,6 @@
 
 #include <array>
 #include <cstdint>
-#include <initializer_list>
 #include <memory>
 #include <string>
 #include <vector>
@@ -51,8 +50,7 @@ public:
 
     // Uniforms of the current program by name; false when the program has no
     // active uniform of that name.
-    bool setFloats(const char* name, std::initializer_list<float> values);
-    bool setInts(const char* name, std::initializer_list<int> values);
+    bool setInt(const char* name, int value);
     // Sixteen values, one row after the other: a Cg float4x4 set as it is.
     bool setMatrix4RowMajor(const char* name, const std::array<float, 16>& rows);
 

@@ -1,14 +1,11 @@
 #include "EventRedirector.h"
 #include "RootWindowImpl.h"
-#include "Timer.h"
-#include "X11Application.h"
 #include "XTextInput.h"
 
 #include "XvfbServer.h"
 
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <memory>
 #include <optional>
 #include <ostream>
@@ -16,7 +13,6 @@
 #include <vector>
 // Last: Xlib's macros would clash with gtest's names.
 #include <X11/Xlib.h>
-#include <X11/extensions/XTest.h>
 #include <X11/keysym.h>
 
 namespace
@@ -62,19 +58,11 @@ namespace
         int handleKeyEvent(const KeyEvent& event) override
         {
             keys.push_back({event.key, event.modifiers, event.type, std::wstring(event.text.c_str())});
-            if (onKey)
-                onKey(keys.back());
             return 0;
         }
         int handleWindowEvent(const WindowEvent& event) override
         {
             windowEvents.push_back(event.type);
-            return 0;
-        }
-        // A watchdog: the loop ends when a timer fires.
-        int handleTimerEvent(const TimerEvent&) override
-        {
-            X11Application::instance().stop();
             return 0;
         }
 
@@ -83,8 +71,6 @@ namespace
         std::vector<uint32_t> windowEvents;
         XY<int> lastPosition;
         uint32_t lastTimeStamp = 0;
-        // Called with each key after it is recorded.
-        std::function<void(const KeyRecord&)> onKey;
     };
 
     struct Redirected
@@ -319,69 +305,4 @@ TEST(EventRedirector, ModifierKeysGiveKeyDownWhenOneMoreIsHeldAndKeyUpOtherwise)
         {0, 0, 0, L""},
     };
     EXPECT_EQ(view.recorder->keys, expected);
-}
-
-// Keys typed on a real window reach the handler through the loop, with the
-// input method's context and without it.
-TEST(EventRedirector, TypedKeysArriveWithTheirText)
-{
-    REQUIRE_XVFB(XvfbServer::shared());
-    X11Application& application = X11Application::instance();
-    Display* const connection = application.display();
-    ASSERT_NE(connection, nullptr);
-    const DisplayHandle typist = openTestDisplay();
-    ASSERT_TRUE(typist);
-    int event = 0, error = 0, major = 0, minor = 0;
-    ASSERT_TRUE(XTestQueryExtension(typist.get(), &event, &error, &major, &minor));
-
-    class Sink : public XEventSink
-    {
-    public:
-        Sink(Window window, EventRedirector& redirector) : redirector(redirector), input(window, redirector) {}
-
-        void handleXEvent(const XEvent& event) override
-        {
-            if (event.type == KeyPress || event.type == KeyRelease)
-                input.dispatch(event);
-            else
-                redirector.dispatch(event);
-        }
-
-        EventRedirector& redirector;
-        XTextInput input;
-    };
-
-    for (const bool composing : {true, false}) {
-        SCOPED_TRACE(composing ? "through the input context" : "composition off");
-        const Window window = XCreateSimpleWindow(connection, DefaultRootWindow(connection), 0, 0, 100, 100, 0, 0, 0);
-        XSelectInput(connection, window, KeyPressMask | KeyReleaseMask);
-        XMapWindow(connection, window);
-        Redirected view;
-        Sink sink(window, view.redirector);
-        sink.input.setEnabled(composing);
-        application.addWindow(window, &sink);
-
-        view.recorder->onKey = [&](const KeyRecord& key) {
-            if (key.key == 13 && key.type == KeyEvent::KeyUp)
-                application.stop();
-        };
-        application.post([&] {
-            XSetInputFocus(connection, window, RevertToParent, CurrentTime);
-            XSync(connection, False);
-            for (const KeySym keysym : {XK_a, XK_Return}) {
-                const unsigned int keycode = XKeysymToKeycode(typist.get(), keysym);
-                XTestFakeKeyEvent(typist.get(), keycode, True, CurrentTime);
-                XTestFakeKeyEvent(typist.get(), keycode, False, CurrentTime);
-            }
-            XFlush(typist.get());
-        });
-        const Timer watchdog(10000, Kv::Ptr<iEventHandler>(view.recorder));
-        application.run();
-        application.removeWindow(window);
-        XDestroyWindow(connection, window);
-
-        const std::vector<KeyRecord> expected = {
-            {'a', 0, 1, L"a"}, {'a', 0, 0, L""}, {13, 0, 1, L""}, {13, 0, 0, L""}};
-        EXPECT_EQ(view.recorder->keys, expected);
-    }
 }

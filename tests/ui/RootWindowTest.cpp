@@ -10,7 +10,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
+#include <string>
 #include <thread>
 #include <vector>
 // Last: Xlib's macros would clash with the names above.
@@ -23,7 +25,7 @@ namespace
     struct Recorder : iEventHandler
     {
         std::vector<MouseEvent> mouseEvents;
-        std::vector<uint32_t> keys;
+        std::vector<std::pair<uint32_t, std::wstring>> keys;
         std::vector<uint32_t> windowEvents;
         std::vector<Kv::Rectangle<int>> paints;
         std::atomic<int> userEvents = 0;
@@ -38,13 +40,11 @@ namespace
         }
         int handleKeyEvent(const KeyEvent& event) override
         {
-            keys.push_back(event.key);
+            keys.emplace_back(event.key, event.text.c_str());
             return 0;
         }
-        bool hasWindowEvent(uint32_t type) const
-        {
-            return std::find(windowEvents.begin(), windowEvents.end(), type) != windowEvents.end();
-        }
+        long windowEventsOf(uint32_t type) const { return std::count(windowEvents.begin(), windowEvents.end(), type); }
+        bool hasWindowEvent(uint32_t type) const { return windowEventsOf(type) > 0; }
         int handleWindowEvent(const WindowEvent& event) override
         {
             windowEvents.push_back(event.type);
@@ -235,29 +235,6 @@ TEST(RootWindow, UnderAWindowManagerOversizedWindowsFillTheScreenAndCloseOnlyAsk
     EXPECT_TRUE(runLoopUntil([&] { return placed->isMinimised(); }));
 }
 
-TEST(RootWindow, StatusWindowIsPaintedByItsContents)
-{
-    REQUIRE_XVFB(XvfbServer::shared());
-    struct Green : iStatusWindow::iContents
-    {
-        XY<int> painted;
-        void paint(iGraphicPrimitivesRenderer& renderer, const XY<int>& size) override
-        {
-            RectDescription fill;
-            fill.rect = {0, 0, size.x, size.y};
-            fill.colour = NormalisedRGB(0, 1, 0);
-            renderer.renderMulti(&fill, 1);
-            painted = size;
-        }
-    };
-    Kv::Ptr<Green> contents(new Green);
-    Kv::Ptr<iStatusWindow> status = OS()->windowMgr()->createStatusWindow(
-        Kv::Ptr<iStatusWindow::iContents>(contents), XY<int>(120, 40), XY<int>(300, 300));
-    ASSERT_TRUE(status);
-    ASSERT_TRUE(runLoopUntil([&] { return contents->painted == XY<int>(120, 40); }));
-    EXPECT_EQ(pixelAt(DefaultRootWindow(X11Application::instance().display()), 360, 320), 0x00FF00u);
-}
-
 // Run alone, as ctest runs each test: the process's connection must not be open yet.
 TEST(RootWindow, WithoutADisplayRealizeFailsWithALogLine)
 {
@@ -274,7 +251,8 @@ TEST(RootWindow, WithoutADisplayRealizeFailsWithALogLine)
     EXPECT_EQ(window->getSize(), XY<int>(0, 0));
 }
 
-TEST(RootWindow, PointerAndKeysFromXTestReachTheHandler)
+// Through the input method's context and without it.
+TEST(RootWindow, PointerAndKeysFromXTestReachTheHandlerWithTheirText)
 {
     REQUIRE_XVFB(XvfbServer::shared());
     Kv::Ptr<Recorder> recorder(new Recorder);
@@ -289,16 +267,29 @@ TEST(RootWindow, PointerAndKeysFromXTestReachTheHandler)
     XTestFakeButtonEvent(devices, 1, False, CurrentTime);
     XTestFakeButtonEvent(devices, 5, True, CurrentTime);
     XTestFakeButtonEvent(devices, 5, False, CurrentTime);
-    auto type = [&](KeySym keysym) {
-        XTestFakeKeyEvent(devices, XKeysymToKeycode(devices, keysym), True, CurrentTime);
-        XTestFakeKeyEvent(devices, XKeysymToKeycode(devices, keysym), False, CurrentTime);
+    const auto key = [&](KeySym keysym, Bool down) {
+        XTestFakeKeyEvent(devices, XKeysymToKeycode(devices, keysym), down, CurrentTime);
     };
-    type(XK_F12);
-    XTestFakeKeyEvent(devices, XKeysymToKeycode(devices, XK_Control_L), True, CurrentTime);
-    type(XK_q);
-    XTestFakeKeyEvent(devices, XKeysymToKeycode(devices, XK_Control_L), False, CurrentTime);
-    XSync(devices, False);
-    EXPECT_TRUE(runLoopUntil([&] { return recorder->hasWindowEvent(4); }));
+    for (const bool composing : {true, false}) {
+        SCOPED_TRACE(composing ? "through the input context" : "composition off");
+        dynamic_cast<RootWindowBase&>(*window).setIMEEnabled(composing);
+        recorder->keys.clear();
+        const long quits = recorder->windowEventsOf(4);
+        for (const KeySym keysym : {XK_a, XK_F12}) {
+            key(keysym, True);
+            key(keysym, False);
+        }
+        key(XK_Control_L, True);
+        key(XK_q, True);
+        key(XK_q, False);
+        key(XK_Control_L, False);
+        XSync(devices, False);
+        EXPECT_TRUE(runLoopUntil([&] { return recorder->windowEventsOf(4) > quits; }));
+        // The Control key's own press and release go round the quit key.
+        const std::vector<std::pair<uint32_t, std::wstring>> expected = {
+            {'a', L"a"}, {'a', L""}, {Kv::Key::F1 + 11, L""}, {Kv::Key::F1 + 11, L""}, {0, L""}, {0, L""}};
+        EXPECT_EQ(recorder->keys, expected);
+    }
     XCloseDisplay(devices);
 
     EXPECT_TRUE(recorder->hasWindowEvent(5)) << "entering gives the window the keyboard";
@@ -308,6 +299,4 @@ TEST(RootWindow, PointerAndKeysFromXTestReachTheHandler)
     EXPECT_EQ(recorder->mouseEvents[1].type, uint32_t(MouseEvent::LeftUp));
     EXPECT_EQ(recorder->mouseEvents[2].type, uint32_t(MouseEvent::Wheel));
     EXPECT_EQ(recorder->mouseEvents[2].wheelDelta, -1);
-    // F12, then the Control key's own press and release around the quit key.
-    EXPECT_EQ(recorder->keys, (std::vector<uint32_t>{Kv::Key::F1 + 11, Kv::Key::F1 + 11, 0, 0}));
 }

@@ -7,24 +7,6 @@
 
 #include <cstdlib>
 
-TEST(WindowManager, FixedAnswers)
-{
-    iWindowManager* manager = OS()->windowMgr();
-    EXPECT_EQ(manager->getCaps(), 7u);
-    EXPECT_EQ(manager->getSupportedWindowLocations(), std::vector<iImageBase::eLocation>{iImageBase::eGPUMemory});
-    EXPECT_EQ(manager->getDefaultFont(), LightweightString<wchar_t>(L"Tahoma"));
-    EXPECT_EQ(manager->getDefaultFixedWidthFont(), LightweightString<wchar_t>(L"Menlo"));
-}
-
-TEST(WindowManager, RegionsCoverTheirRectangles)
-{
-    const iRegion::Rectangles rectangles = {Kv::Rectangle<int>{0, 0, 10, 10}, Kv::Rectangle<int>{20, 5, 30, 15}};
-    const Kv::Ptr<iRegion> region = OS()->windowMgr()->createRegion(rectangles);
-    EXPECT_EQ(region->getBounds(), (Kv::Rectangle<int>{0, 0, 30, 15}));
-    EXPECT_TRUE(region->contains(XY<int>(25, 10)));
-    EXPECT_FALSE(region->contains(XY<int>(15, 5)));
-}
-
 TEST(WindowManager, AvailableFontsListTheInstalledFamiliesIgnoringCase)
 {
     iWindowManager::FamilyNames families{L"Kept From Before"};
