@@ -19,6 +19,7 @@ TEST(KeyMap, KeysymsAndModifierStatesMapToTheLibrarysCodes)
         {XK_BackSpace, 8},       {XK_KP_Left, 0x800004B}, {XK_KP_Next, 0x8000051},    {XK_Delete, 0x8000053},
         {XK_F1, 0x800003B},      {XK_F30, 0x8000058},     {XK_F30 + 1, 0},            {XK_KP_Equal, 0x8000003D},
         {XK_KP_0, 0x80000030},   {XK_KP_Add, 0x8000002B}, {XK_KP_Decimal, 0x8000002E}, {XK_KP_Begin, 0},
+        {XK_KP_Space, 0x80000020},
         {XK_a, 0},               {XK_space, 0},           {XK_dead_acute, 0},         {XK_Shift_L, 0},
     };
     for (const auto& entry : keys)

@@ -43,7 +43,9 @@ uint32_t KeyMap::mapKeyCode(unsigned long keysym)
     if (keysym >= XK_F1 && keysym < XK_F1 + Kv::Key::FunctionKeys)
         return Kv::Key::F1 + uint32_t(keysym - XK_F1);
     if (keysym >= XK_KP_Space && keysym <= XK_KP_Equal) {
-        const KeySym character = keysym - keypadCharacterBase;
+        // The keypad's characters lie at their ASCII codes above the base,
+        // but for its space, which is the base itself.
+        const KeySym character = keysym == XK_KP_Space ? ' ' : keysym - keypadCharacterBase;
         if (character >= ' ' && character <= '~')
             return uint32_t(character) | Kv::Key::Keypad;
     }
