@@ -13,6 +13,7 @@ class iSystemInfo;
 class iWindowManager;
 class iImageManager;
 class iShell;
+class iMIDI;
 class iMediaServices;
 class iCryptography;
 
@@ -35,6 +36,7 @@ public:
     virtual iMediaServices* mediaServices() = 0;
     virtual iImageManager* imageManager() = 0;
     virtual iShell* shell() = 0;
+    virtual iMIDI* midi() = 0;
     virtual iCryptography* cryptography() = 0;
 };
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "../devices/MIDI.h"
 #include "../files/FileManager.h"
 #include "../graphics/ImageManager.h"
 #include "../gpu/MediaServices.h"
@@ -37,6 +38,7 @@ public:
     iMediaServices* mediaServices() override;
     iImageManager* imageManager() override;
     iShell* shell() override;
+    iMIDI* midi() override;
     iCryptography* cryptography() override;
 
 private:
@@ -54,6 +56,7 @@ private:
     Shell shell_;
     MediaServices mediaServices_;
     ImageManager imageManager_;
+    MIDI midi_;
     // Last: its constructor hands OpenSSL the heap above.
     Cryptography cryptography_;
 };
