@@ -42,6 +42,7 @@
 #include "iImage3D.h"
 #include "iImageBase.h"
 #include "iImageManager.h"
+#include "iMIDI.h"
 #include "iMediaServices.h"
 #include "iMemHolder.h"
 #include "iMemoryManager.h"

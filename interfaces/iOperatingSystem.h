@@ -14,6 +14,7 @@ class iHardwareManager;
 class iWindowManager;
 class iImageManager;
 class iShell;
+class iMIDI;
 class iMediaServices;
 class iCryptography;
 
@@ -37,6 +38,7 @@ public:
     virtual iMediaServices* mediaServices() = 0;
     virtual iImageManager* imageManager() = 0;
     virtual iShell* shell() = 0;
+    virtual iMIDI* midi() = 0;
     virtual iCryptography* cryptography() = 0;
 };
 

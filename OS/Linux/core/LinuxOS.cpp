@@ -39,6 +39,8 @@ iImageManager* LinuxOS::imageManager() { return &imageManager_; }
 
 iShell* LinuxOS::shell() { return &shell_; }
 
+iMIDI* LinuxOS::midi() { return &midi_; }
+
 iCryptography* LinuxOS::cryptography() { return &cryptography_; }
 
 namespace

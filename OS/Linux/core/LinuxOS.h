@@ -1,6 +1,7 @@
 #pragma once
 
 #include "../devices/HardwareManager.h"
+#include "../devices/MIDI.h"
 #include "../files/FileManager.h"
 #include "../graphics/ImageManager.h"
 #include "../gpu/MediaServices.h"
@@ -39,6 +40,7 @@ public:
     iMediaServices* mediaServices() override;
     iImageManager* imageManager() override;
     iShell* shell() override;
+    iMIDI* midi() override;
     iCryptography* cryptography() override;
 
 private:
@@ -57,6 +59,7 @@ private:
     MediaServices mediaServices_;
     ImageManager imageManager_;
     HardwareManager hardwareManager_;
+    MIDI midi_;
     // Last: its constructor hands OpenSSL the heap above.
     Cryptography cryptography_;
 };
