@@ -17,7 +17,8 @@ TEST(LinuxOS, HandsOutOneSystemWithItsManagersInsideInConstructionOrder)
     const void* members[] = {system->fileMgr(),      system->memMgr(),        system->heap(),
                              system->utils(),        system->threadMgr(),     system->threadAtomics(),
                              system->windowMgr(),    system->systemInfo(),    system->processMgr(),
-                             system->shell(),        system->mediaServices(), system->imageManager()};
+                             system->shell(),        system->mediaServices(), system->imageManager(),
+                             system->hardwareMgr(),  system->midi(),          system->cryptography()};
     const char* previous = begin;
     for (const void* member : members) {
         const auto* address = static_cast<const char*>(member);
