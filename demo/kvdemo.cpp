@@ -8,6 +8,7 @@
 // the instance guard, with a display a screen grab in kvdemo-screen.png and a
 // message box. With --windows it opens a window with a video
 // window inside instead, where a display is open.
+#include "DevicesTour.h"
 #include "EffectsTour.h"
 #include "SystemTour.h"
 #include "WindowsTour.h"
@@ -537,6 +538,7 @@ int main(int argc, char** argv)
     effectsTour();
     cryptoTour();
     systemTour();
+    devicesTour();
 
     const LightweightString<wchar_t> title = utils()->fromUTF8("Proxies \xE2\x86\x92 Montage \xF0\x9F\x8E\xAC", -1);
     std::printf("\nkvdemo: %d frames decoded by threads %u to %u; a title of %u characters survives UTF-8: %s\n",
