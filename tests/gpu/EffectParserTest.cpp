@@ -47,7 +47,7 @@ TEST(EffectParser, DeclarationsKeepTypeShapeSemanticQualifiersAndLine)
         std::string text = declared.name + ":" + declared.type.name + " " + std::to_string(declared.type.rows) + "x" +
                            std::to_string(declared.type.columns);
         for (const unsigned size : declared.arraySizes)
-            text += "[" + std::to_string(size) + "]";
+            text.append("[").append(std::to_string(size)).append("]");
         text += (declared.semantic.empty() ? "" : " : " + declared.semantic) + (declared.isUniform ? " uniform" : "");
         described.push_back(text + " @" + std::to_string(declared.location.line));
     }
