@@ -342,7 +342,7 @@ TEST_F(WatchableTest, DestructionWhileChangesFlowStopsDeliveryAndReleasesTheHand
     std::atomic<bool> stop{false};
     std::thread writer([&] {
         for (unsigned round = 0; !stop; ++round) {
-            const std::string name = in("f" + std::to_string(round % 8) + ".txt");
+            const std::string name = in(std::string("f").append(std::to_string(round % 8)).append(".txt"));
             write(name, "data");
             unlink(name.c_str());
         }
