@@ -23,18 +23,6 @@
 #include <thread>
 #include <vector>
 
-#if defined(__SANITIZE_THREAD__)
-// GLib's locks and queues are futexes of its own, which ThreadSanitizer
-// cannot see: memory that GLib hands from one of its threads to another
-// looks raced. What GLib does inside itself is left out of the reports.
-extern "C" __attribute__((visibility("default"))) const char* __tsan_default_suppressions()
-{
-    return "called_from_lib:libglib-2.0.so.0\n"
-           "called_from_lib:libgobject-2.0.so.0\n"
-           "called_from_lib:libgio-2.0.so.0\n";
-}
-#endif
-
 namespace
 {
     using namespace std::chrono_literals;
