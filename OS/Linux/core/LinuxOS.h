@@ -51,7 +51,7 @@ private:
     ThreadManager threadManager_;
     ThreadAtomics threadAtomics_;
     // This host has no autorelease pools: the member stands empty.
-    void* autoreleasePool_ = nullptr;
+    [[maybe_unused]] void* autoreleasePool_ = nullptr;
     WindowManager windowManager_;
     SystemInfo systemInfo_;
     ProcessManager processManager_;

@@ -49,7 +49,7 @@ private:
     GObject* handle;       // the stream, null when the open failed; ours to release
     GInputStream* input;   // borrowed from handle
     GOutputStream* output; // borrowed from handle; null when reading only
-    unsigned int flags;
+    [[maybe_unused]] unsigned int flags;
     LightweightString<char> osName;
     LightweightString<wchar_t> name;
 };

@@ -9,6 +9,11 @@
 
 namespace
 {
+    // Every scan of a progressive file is a pass over the whole image, and a
+    // scan can take a dozen bytes: without a bound, a file of a few megabytes
+    // holds the decoder for many minutes. Encoders write ten or so.
+    constexpr int kMaxScans = 100;
+
     // libjpeg's default error handler ends the process: ours jumps back.
     struct JpegError
     {
@@ -36,12 +41,22 @@ namespace
         error.manager.emit_message = quietMessage;
     }
 
+    // Called between the steps of reading, a new scan among them.
+    void refuseEndlessScans(j_common_ptr info)
+    {
+        if (reinterpret_cast<j_decompress_ptr>(info)->input_scan_number > kMaxScans)
+            jumpOnError(info);
+    }
+
     // The setjmp targets hold no C++ objects, so a longjmp skips no destructor.
-    bool readHeader(jpeg_decompress_struct& decoder, JpegError& error, FILE* file)
+    bool readHeader(jpeg_decompress_struct& decoder, JpegError& error, jpeg_progress_mgr& progress, FILE* file)
     {
         if (setjmp(error.jump))
             return false;
+        // Creation clears every field but the error manager.
         jpeg_create_decompress(&decoder);
+        progress.progress_monitor = refuseEndlessScans;
+        decoder.progress = &progress;
         jpeg_stdio_src(&decoder, file);
         jpeg_read_header(&decoder, TRUE);
         decoder.out_color_space = JCS_EXT_BGRA;
@@ -100,9 +115,10 @@ Kv::Ptr<PixelData> JpegCodec::read(const char* path, XY<int>& size)
     JpegError error {};
     installErrorManager(error);
     decoder.err = &error.manager;
+    jpeg_progress_mgr progress {};
 
     Kv::Ptr<PixelData> pixels;
-    if (readHeader(decoder, error, file.get()) && PixelData::isSizeAllowed(decoder.output_width, decoder.output_height)) {
+    if (readHeader(decoder, error, progress, file.get()) && PixelData::isSizeAllowed(decoder.output_width, decoder.output_height)) {
         pixels = Kv::Ptr<PixelData>(new PixelData(decoder.output_width, decoder.output_height, 4));
         if (readRows(decoder, error, pixels->getData()))
             size = XY<int>(int(decoder.output_width), int(decoder.output_height));

@@ -10,7 +10,7 @@ class JpegCodec
 {
 public:
     // Rows without a gap; null, and size untouched, for a corrupt or truncated
-    // file or a size beyond the image limits.
+    // file, a size beyond the image limits, or more than 100 scans.
     static Kv::Ptr<PixelData> read(const char* path, XY<int>& size);
     // quality 1 to 100 is the encoder's quality; anything else its default.
     static bool write(const unsigned char* pixels, const XY<int>& size, unsigned int stride, const char* path,

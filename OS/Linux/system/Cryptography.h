@@ -23,7 +23,7 @@ public:
         bool finalize(unsigned char* out) override;
 
     private:
-        iCryptography::eHashAlg algorithm;
+        [[maybe_unused]] iCryptography::eHashAlg algorithm;
         bool finalized;
         const EVP_MD* digest;
         EVP_MD_CTX* context;

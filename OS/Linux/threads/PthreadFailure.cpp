@@ -4,23 +4,23 @@
 #include <sstream>
 #include <stdexcept>
 
-void reportPthreadFailure(int code, std::source_location where)
+void reportPthreadFailure(int code, const char* file, unsigned line)
 {
     std::ostringstream report;
-    report << where.file_name() << "(" << where.line() << ") : a pthread call failed (" << code << ")\n";
+    report << file << "(" << line << ") : a pthread call failed (" << code << ")\n";
     std::cout << report.str() << std::flush;
 }
 
-void throwPthreadFailure(int code, const char* message, std::source_location where)
+void throwPthreadFailure(int code, const char* message, const char* file, unsigned line)
 {
-    reportPthreadFailure(code, where);
+    reportPthreadFailure(code, file, line);
     throw std::runtime_error(message);
 }
 
-bool pthreadFailed(int code, std::source_location where)
+bool pthreadFailed(int code, const char* file, unsigned line)
 {
     if (code == 0)
         return false;
-    reportPthreadFailure(code, where);
+    reportPthreadFailure(code, file, line);
     return true;
 }

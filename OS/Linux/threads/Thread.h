@@ -34,7 +34,7 @@ private:
 
     mutable pthread_t handle; // 0 when there is no thread to join
     void (*entry)(void*);
-    void* handler;
+    [[maybe_unused]] void* handler;
     void* arg;
     unsigned int id;
     LightweightString<char> name;

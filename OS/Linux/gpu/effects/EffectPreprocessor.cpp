@@ -23,6 +23,11 @@ namespace
     constexpr std::size_t kMaxExpansionsPerLine = 100000;
     // Each further line of a macro call's arguments expands the call again.
     constexpr std::size_t kMaxArgumentLines = 200;
+    // Files that include each other several times over multiply the work at
+    // every level, however shallow: every #include counts, found or not, and
+    // so do the bytes of every file read.
+    constexpr std::size_t kMaxIncludes = 4096;
+    constexpr std::uintmax_t kMaxIncludedBytes = 64u << 20;
 
     std::string stringify(const std::string& argument)
     {
@@ -477,6 +482,11 @@ void EffectPreprocessor::include(Run& run, const std::string& rest, const std::s
         error(run, "#include expects \"FILENAME\" or <FILENAME>");
         return;
     }
+    if (++run.includes > kMaxIncludes) {
+        error(run, "too many #include directives: at most " + std::to_string(kMaxIncludes) + " in all");
+        run.overflowed = true;
+        return;
+    }
     const std::string path = findInclude(name, folder);
     if (path.empty()) {
         error(run, "cannot open include file \"" + name + "\"");
@@ -491,6 +501,12 @@ void EffectPreprocessor::include(Run& run, const std::string& rest, const std::s
         }
     if (run.includeStack.size() >= kMaxIncludeDepth) {
         error(run, "#include nested too deeply");
+        return;
+    }
+    const std::uintmax_t size = std::filesystem::file_size(path, failure);
+    if (!failure && (run.includedBytes += size) > kMaxIncludedBytes) {
+        error(run, "included files too large: at most " + std::to_string(kMaxIncludedBytes >> 20) + " MiB in all");
+        run.overflowed = true;
         return;
     }
     std::string source;

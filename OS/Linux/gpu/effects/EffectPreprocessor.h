@@ -2,6 +2,7 @@
 
 #include "EffectModel.h"
 
+#include <cstdint>
 #include <map>
 #include <set>
 #include <string>
@@ -66,6 +67,8 @@ private:
         std::vector<std::string> includeStack; // canonical paths of the files being read
         EffectLocation here;                   // the directive or line being handled
         std::size_t expansions = 0;            // macros expanded on the current line
+        std::size_t includes = 0;              // #include directives handled
+        std::uintmax_t includedBytes = 0;      // the sizes of the files they read
         bool overflowed = false;               // a bound was passed: stop reading
         bool mayContinue = false;              // a macro call may take its arguments from the next line
         bool callOpen = false;                 // ... and does: the line waits for the next one

@@ -1,0 +1,5 @@
+float4 main() : COLOR
+{
+    float4 colour = 1;
+    return colour +;
+}

@@ -1,0 +1,1 @@
+float4 main(float4 tangent : BINORMAL) : COLOR { return tangent; }

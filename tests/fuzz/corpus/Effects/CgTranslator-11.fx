@@ -1,0 +1,4 @@
+;
+float4 main(float2 uv : TEXCOORD0) : COLOR
+{
+    S_

@@ -1,0 +1,4 @@
+float4 a;
+
+technique T { pass P { ; } }
+float4 b = ;

@@ -1,0 +1,2 @@
+float4 f() : COLOR { return 1; }
+technique T { pass P {

@@ -1,0 +1,1 @@
+a.fx(2) : error: technique U, pass P: why

@@ -1,0 +1,12 @@
+float amount = 0.5;
+float2 offset : TEXCOORD0 = {1, -2};
+float3 tint = float3(1, 0.5f, .25);
+float4 colour : DIFFUSE;
+int count = 3;
+bool invert = true;
+half2 small;
+fixed4 mask;
+float3x3 rotation;
+uniform float4x4 transform : WORLDVIEWPROJECTION;
+float weights[3] = {0.25, 0.5, 0.25};
+float scaled = amount * 2;

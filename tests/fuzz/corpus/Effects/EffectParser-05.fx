@@ -1,0 +1,5 @@
+technique T {
+ pass P {
+ PixelShader = first();
+ }
+}

@@ -1,0 +1,3 @@
+sampler2D s = sampler_state {
+ AddressU = Sideways;
+};

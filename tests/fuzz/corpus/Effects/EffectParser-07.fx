@@ -1,0 +1,3 @@
+float4 f() : COLOR
+{
+ return 1;

@@ -1,0 +1,3 @@
+float first;
+#include "shared.fxh"
+float last;

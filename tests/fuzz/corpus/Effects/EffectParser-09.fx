@@ -1,0 +1,1 @@
+test.fx(257) : error: too many techniques: at most 256

@@ -1,0 +1,2 @@
+#define STEP (1.0/4.0)
+float v = STEP * 2;

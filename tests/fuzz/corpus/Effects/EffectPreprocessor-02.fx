@@ -1,0 +1,3 @@
+#define loop loop + 1
+#define f(x) x
+loop; f;

@@ -1,0 +1,3 @@
+#if STRENGTH > 1 && defined(PROFILE)
+PROFILE
+#endif

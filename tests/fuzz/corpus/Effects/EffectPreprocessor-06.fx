@@ -1,0 +1,2 @@
+#include "inner.fxh"
+float outer;

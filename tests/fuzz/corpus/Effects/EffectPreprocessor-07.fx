@@ -1,0 +1,2 @@
+#include "lib/outer.fxh"
+float top;

@@ -1,0 +1,2 @@
+#define HEADER <onlySecond.fxh>
+#include HEADER

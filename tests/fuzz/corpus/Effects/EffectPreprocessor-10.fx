@@ -1,0 +1,2 @@
+float a;
+#include <absent.fxh>

@@ -1,0 +1,3 @@
+
+
+#include "F:\nowhere\absent.fxh"

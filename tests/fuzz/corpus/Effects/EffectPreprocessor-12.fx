@@ -1,0 +1,4 @@
+#define F(a, b) a
+float x;
+float y = F(1,
+2

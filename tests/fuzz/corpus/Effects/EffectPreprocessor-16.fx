@@ -1,0 +1,3 @@
+float inPart;
+#line 100
+float renumbered;

@@ -1,0 +1,1 @@
+(5) : error: technique Old, pass P: the pixel shader is assembly, which cannot be translated
