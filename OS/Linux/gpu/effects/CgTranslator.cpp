@@ -682,6 +682,13 @@ CgTranslator::Translation CgTranslator::translate(std::string_view fileName, std
                                                   std::string_view entry, eStage stage,
                                                   const std::vector<std::string>& arguments, unsigned glslVersion)
 {
+    return translate(fileName, CgParser::parse(source), entry, stage, arguments, glslVersion);
+}
+
+CgTranslator::Translation CgTranslator::translate(std::string_view fileName, const CgParser::Result& parsed,
+                                                  std::string_view entry, eStage stage,
+                                                  const std::vector<std::string>& arguments, unsigned glslVersion)
+{
     Translation translation;
     Listing listing{std::string(fileName), {}};
     if (glslVersion != 120 && glslVersion != 130) {
@@ -691,7 +698,6 @@ CgTranslator::Translation CgTranslator::translate(std::string_view fileName, std
         translation.listing = listing.text;
         return translation;
     }
-    const CgParser::Result parsed = CgParser::parse(source);
     if (parsed.failed()) {
         listing.add(parsed.errorLine, parsed.error);
         translation.listing = listing.text;

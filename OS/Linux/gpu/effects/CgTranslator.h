@@ -1,5 +1,7 @@
 #pragma once
 
+#include "CgParser.h"
+
 #include <string>
 #include <string_view>
 #include <vector>
@@ -38,6 +40,12 @@ public:
     static std::string attributeName(unsigned index);
 
     static Translation translate(std::string_view fileName, std::string_view source, std::string_view entry,
+                                 eStage stage, const std::vector<std::string>& arguments,
+                                 unsigned glslVersion = 130);
+    // The same from a source read once for all of an effect's shaders: the
+    // parse costs as much as the rest, and an effect may have thousands of
+    // passes. The tree is only read, so threads may share it.
+    static Translation translate(std::string_view fileName, const CgParser::Result& parsed, std::string_view entry,
                                  eStage stage, const std::vector<std::string>& arguments,
                                  unsigned glslVersion = 130);
 };

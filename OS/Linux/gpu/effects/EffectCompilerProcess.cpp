@@ -208,8 +208,8 @@ CgTranslator::eStage stageOf(const EffectShaderBinding& binding)
 }
 
 // A binding's GLSL, or why there is none: listing lines.
-std::vector<EffectError> translate(const EffectShaderBinding& binding, const CgSource& source, unsigned glslVersion,
-                                   std::string& glsl)
+std::vector<EffectError> translate(const EffectShaderBinding& binding, const CgSource& source,
+                                   const CgParser::Result& parsed, unsigned glslVersion, std::string& glsl)
 {
     const CgTranslator::eStage stage = stageOf(binding);
     const std::string refusal =
@@ -219,7 +219,7 @@ std::vector<EffectError> translate(const EffectShaderBinding& binding, const CgS
     if (!refusal.empty())
         return {EffectError(binding.location, refusal)};
     CgTranslator::Translation translation =
-        CgTranslator::translate(kCgName, source.text, binding.entry, stage, binding.arguments, glslVersion);
+        CgTranslator::translate(kCgName, parsed, binding.entry, stage, binding.arguments, glslVersion);
     if (!translation.succeeded)
         return effectLines(translation.listing.empty() ? "the translator gave no message for " + binding.entry
                                                        : translation.listing,
@@ -438,11 +438,12 @@ EffectCompilerProcess::Result EffectCompilerProcess::compileHere(const Request& 
                     if (!binding.entry.empty() || binding.assembly)
                         bindings.push_back(&binding);
     std::vector<std::pair<std::vector<EffectError>, std::string>> translations(bindings.size());
+    const CgParser::Result parsed = CgParser::parse(source.text);
     {
         std::atomic<size_t> next = 0;
         auto work = [&] {
             for (size_t at = next++; at < bindings.size(); at = next++)
-                translations[at].first = translate(*bindings[at], source, request.glslVersion, translations[at].second);
+                translations[at].first = translate(*bindings[at], source, parsed, request.glslVersion, translations[at].second);
         };
         std::vector<std::thread> workers(std::min<size_t>(std::max(1u, std::thread::hardware_concurrency()), bindings.size()));
         for (std::thread& worker : workers)

@@ -76,8 +76,10 @@ EffectLexer::Token EffectLexer::next()
             ++position;
     } else {
         std::size_t length = 1;
+        // The first byte rules out most candidates without a comparison:
+        // macro expansion lexes every byte of its text several times.
         for (std::string_view punctuator : kPunctuators)
-            if (text.substr(position, punctuator.size()) == punctuator) {
+            if (punctuator[0] == c && text.substr(position, punctuator.size()) == punctuator) {
                 length = punctuator.size();
                 break;
             }

@@ -18,7 +18,13 @@ namespace
     // or an exhausted heap.
     constexpr int kMaxExpansionDepth = 200;
     constexpr std::size_t kMaxLineLength = 1 << 20;
-    constexpr std::size_t kMaxOutput = 64u << 20;
+    // Each line's bounds would let every short line of a file cost a
+    // megabyte: these bound the run. All the text expansions make counts,
+    // kept in the output or not (a macro call's tries over several lines,
+    // directives); the expressions of #if and #elif, slower to evaluate than
+    // text is to keep, have a bound of their own.
+    constexpr std::size_t kMaxExpanded = 8u << 20;
+    constexpr std::size_t kMaxConditions = 1u << 20;
     constexpr std::size_t kMaxIncludeDepth = 64;
     constexpr std::size_t kMaxExpansionsPerLine = 100000;
     // Each further line of a macro call's arguments expands the call again.
@@ -255,17 +261,13 @@ void EffectPreprocessor::processText(Run& run, const std::string& source, std::s
         run.callOpen = false;
         // A try that waits for more lines is made again in full: its errors go.
         const std::size_t errorsBefore = run.output.errors.size();
-        std::set<std::string> active;
-        const std::string expanded = expand(run, held, active, 0);
+        const std::string expanded = expandWhole(run, held);
         run.mayContinue = false;
         if (run.callOpen && !run.overflowed) {
             run.output.errors.resize(errorsBefore);
             return;
         }
-        if (run.output.text.size() + expanded.size() > kMaxOutput) {
-            error(run, "preprocessed source too large");
-            run.overflowed = true;
-        } else {
+        if (run.expanded <= kMaxExpanded) {
             run.output.text += expanded;
             run.output.text += '\n';
             std::size_t line = 0;
@@ -468,10 +470,8 @@ void EffectPreprocessor::include(Run& run, const std::string& rest, const std::s
 {
     // A name that is neither "..." nor <...> may be a macro that gives one.
     std::string written = rest;
-    if (written.empty() || (written[0] != '"' && written[0] != '<')) {
-        std::set<std::string> active;
-        written = EffectLexer::trim(expand(run, rest, active, 0));
-    }
+    if (written.empty() || (written[0] != '"' && written[0] != '<'))
+        written = EffectLexer::trim(expandWhole(run, rest));
     std::string name;
     if (written.size() >= 2 && (written[0] == '"' || written[0] == '<')) {
         const std::size_t close = written.find(written[0] == '"' ? '"' : '>', 1);
@@ -554,8 +554,7 @@ std::string EffectPreprocessor::findInclude(const std::string& name, const std::
 
 void EffectPreprocessor::lineDirective(Run& run, const std::string& rest)
 {
-    std::set<std::string> active;
-    const std::string expanded = expand(run, rest, active, 0);
+    const std::string expanded = expandWhole(run, rest);
     EffectLexer lexer(expanded);
     const Token number = lexer.next();
     const bool digits = number.kind == Token::eNumber &&
@@ -597,13 +596,30 @@ bool EffectPreprocessor::evaluate(Run& run, const std::string& expression)
         }
         resolved += run.macros.count(std::string(operand.text)) ? "1 " : "0 ";
     }
-    std::set<std::string> active;
+    const std::string expanded = expandWhole(run, resolved);
+    if ((run.conditions += expanded.size()) > kMaxConditions) {
+        if (!run.overflowed)
+            error(run, "#if expressions too long: at most " + std::to_string(kMaxConditions >> 20) + " MiB in all");
+        run.overflowed = true;
+        return false;
+    }
     long long value = 0;
-    if (!ConditionEvaluator(expand(run, resolved, active, 0)).evaluate(value)) {
+    if (!ConditionEvaluator(expanded).evaluate(value)) {
         error(run, "invalid expression in #if: " + expression);
         return false;
     }
     return value != 0;
+}
+
+std::string EffectPreprocessor::expandWhole(Run& run, const std::string& text)
+{
+    std::set<std::string> active;
+    std::string expanded = expand(run, text, active, 0);
+    if ((run.expanded += expanded.size()) > kMaxExpanded && !run.overflowed) {
+        error(run, "preprocessed source too large");
+        run.overflowed = true;
+    }
+    return expanded;
 }
 
 std::string EffectPreprocessor::expand(Run& run, const std::string& text, std::set<std::string>& active, int depth)

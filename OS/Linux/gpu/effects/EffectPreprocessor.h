@@ -67,6 +67,8 @@ private:
         std::vector<std::string> includeStack; // canonical paths of the files being read
         EffectLocation here;                   // the directive or line being handled
         std::size_t expansions = 0;            // macros expanded on the current line
+        std::size_t expanded = 0;              // bytes every expansion made, kept or not
+        std::size_t conditions = 0;            // of those, the bytes of #if and #elif expressions
         std::size_t includes = 0;              // #include directives handled
         std::uintmax_t includedBytes = 0;      // the sizes of the files they read
         bool overflowed = false;               // a bound was passed: stop reading
@@ -83,6 +85,8 @@ private:
     std::string findInclude(const std::string& name, const std::string& folder) const;
     void lineDirective(Run& run, const std::string& rest);
     bool evaluate(Run& run, const std::string& expression);
+    // A line or a directive's operand, counted against the run's bounds.
+    std::string expandWhole(Run& run, const std::string& text);
     std::string expand(Run& run, const std::string& text, std::set<std::string>& active, int depth);
     std::string substitute(Run& run, const Macro& macro, const std::vector<std::string>& arguments,
                            std::set<std::string>& active, int depth);
